@@ -1,0 +1,45 @@
+// Tests of the published shared library as a host loads it: through its exported surface only.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <system_error>
+
+#include "common/orvik_common.h"
+
+namespace orvik {
+namespace {
+
+// Threads of this process where the system lists them (Linux), else -1.
+int CountThreads() {
+    std::error_code error;
+    int count = 0;
+    for (std::filesystem::directory_iterator it("/proc/self/task", error), end; !error && it != end;
+         it.increment(error)) {
+        ++count;
+    }
+    return error ? -1 : count;
+}
+
+TEST(SharedLibraryTest, LoadingTheLibraryStartsNoThread) {
+    const int threads = CountThreads();
+    if (threads < 0) {
+        GTEST_SKIP() << "this system does not list a process's threads";
+    }
+    EXPECT_EQ(threads, 1);
+}
+
+TEST(SharedLibraryTest, PublishedLogEntrancesWorkAcrossTheLibraryBoundary) {
+    static int calls = 0;
+    NetworkGlobalOption::SetLoggerCallback([](int hostLevel, const char*, const char* text) {
+        EXPECT_EQ(hostLevel, 3);
+        EXPECT_NE(std::string(text).find("[WARN][host.cpp:9][Host::Run] hello 42"),
+                  std::string::npos);
+        ++calls;
+    });
+    Log::GetInstance().DoLog(LOG_LEVEL_WARN, "tag", "host.cpp", 9, "Host::Run", "hello %d", 42);
+    EXPECT_EQ(calls, 1);
+    EXPECT_GT(TimeUtils::GetTimeMills(), 1600000000000ull);
+}
+
+}  // namespace
+}  // namespace orvik
