@@ -18,5 +18,6 @@
 // Reporting
 
 // Platform helpers
+#include "common/encrypt_utils.h"
 
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H
