@@ -19,5 +19,6 @@
 
 // Platform helpers
 #include "common/encrypt_utils.h"
+#include "common/sys_info.h"
 
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H
