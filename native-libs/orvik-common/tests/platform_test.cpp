@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
+#include <string>
 #include <thread>
 
 #include "support/fake_clock.h"
+#include "support/fake_system_facts.h"
 
 namespace orvik {
 namespace {
@@ -64,6 +67,52 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     std::thread other([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
     EXPECT_GT(platform::ProcessThreadCount(), before);  // sanitizers may add threads of their own
     other.join();
+}
+
+TEST(PlatformSysTest, SystemFactsOfThisMachine) {
+    const std::string name = platform::SystemName();
+    const std::string architecture = platform::ProcessorArchitecture();
+    const auto version = platform::SystemVersion();
+#if defined(_WIN32)
+    EXPECT_EQ(name, "Windows");
+#elif defined(__linux__)
+    EXPECT_EQ(name, "Linux");
+#else
+    EXPECT_FALSE(name.empty());
+#endif
+#if defined(__x86_64__) || defined(_M_X64)
+    EXPECT_EQ(architecture, "x64");
+#elif defined(__aarch64__) || defined(_M_ARM64)
+    EXPECT_EQ(architecture, "arm64");
+#else
+    EXPECT_FALSE(architecture.empty());
+#endif
+    ASSERT_TRUE(version.has_value());
+#if defined(__linux__)
+    // The kernel's release, read another way, begins with the two numbers and a "." or "-".
+    std::string release;
+    std::getline(std::ifstream("/proc/sys/kernel/osrelease"), release);
+    const std::string prefix =
+        std::to_string(version->first) + "." + std::to_string(version->second);
+    EXPECT_EQ(release.rfind(prefix, 0), 0u) << release;
+    ASSERT_GT(release.size(), prefix.size()) << release;
+    EXPECT_TRUE(release[prefix.size()] == '.' || release[prefix.size()] == '-') << release;
+#endif
+}
+
+TEST(PlatformSysTest, SeamReplacesSystemFactsUntilRemoved) {
+    const std::string realName = platform::SystemName();
+    {
+        testing::FakeSystemFacts system;
+        system.name = "Plan9";
+        system.architecture = "mips";
+        system.version.reset();
+        EXPECT_EQ(platform::SystemName(), "Plan9");
+        EXPECT_EQ(platform::ProcessorArchitecture(), "mips");
+        EXPECT_FALSE(platform::SystemVersion().has_value());
+    }
+    EXPECT_EQ(platform::SystemName(), realName);
+    EXPECT_EQ(platform::NativeSystemName(), realName);
 }
 
 }  // namespace

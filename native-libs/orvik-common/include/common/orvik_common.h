@@ -18,5 +18,8 @@
 // Reporting
 
 // Platform helpers
+#include "common/encrypt_utils.h"
+#include "common/http_helper.h"
+#include "common/sys_info.h"
 
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H

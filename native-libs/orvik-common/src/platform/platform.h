@@ -15,6 +15,9 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <optional>
+#include <string>
+#include <utility>
 
 namespace orvik::platform {
 
@@ -86,8 +89,42 @@ int ProcessThreadCount();
 // ---------------------------------------------------------------------------------------------
 // System facts
 //
-// The system's name, processor architecture and version, for SysInfo.
+// The system's name, processor architecture and version, for SysInfo. Each reading asks the
+// system again; nothing is cached. Safe for concurrent callers.
 // ---------------------------------------------------------------------------------------------
+
+// The system's own name: "Windows" on Windows, what uname reports elsewhere ("Linux",
+// "Darwin"). Empty if the system does not tell.
+std::string SystemName();
+
+// The processor architecture in the spelling Windows uses for it:
+//   x86-64  => "x64"     AArch64   => "arm64"
+//   IA-32   => "x86"     32-bit ARM => "arm"
+// The system's own name for any other architecture ("riscv64"); empty if the system does not
+// tell.
+std::string ProcessorArchitecture();
+
+// The system's version as major and minor number: Windows' own version numbers (10 and 0 on
+// Windows 10 and 11), elsewhere the first two numbers of the kernel release (6 and 1 for
+// "6.1.0-18-amd64"). nullopt if the system does not tell, or tells in another form.
+std::optional<std::pair<unsigned, unsigned>> SystemVersion();
+
+// The system facts seam, for tests only. While a seam is installed, the three functions above
+// answer from it instead of the system. Install and remove it as the time seam above.
+class SystemFactsSeam {
+public:
+    virtual ~SystemFactsSeam() = default;
+    virtual std::string SystemName() = 0;
+    virtual std::string ProcessorArchitecture() = 0;
+    virtual std::optional<std::pair<unsigned, unsigned>> SystemVersion() = 0;
+};
+void SetSystemFactsSeamForTesting(SystemFactsSeam* seam);
+
+// The system's own answers, which the three functions above give while no seam is installed.
+// Implemented once per system; callers use the functions above.
+std::string NativeSystemName();
+std::string NativeProcessorArchitecture();
+std::optional<std::pair<unsigned, unsigned>> NativeSystemVersion();
 
 }  // namespace orvik::platform
 
