@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -22,6 +23,10 @@ constexpr char kLongPathPrefix[] = "\\\\?\\";
 // The drive test of the Windows parse: a letter of the "C" locale (a byte above 0x7F is none).
 bool IsDriveLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
+bool IsWindowsSeparator(char c) {
+    return c == '/' || c == '\\';
 }
 
 // Whether `text` begins with the literal `head`; unrolled at compile time, without a call.
@@ -106,16 +111,25 @@ private:
 // to its terminator would give them.
 //
 // The bounds of up to kBatch tokens are gathered before the strings are made, so that the list
-// of a typical path is sized once, without a second pass to count.
+// of a typical path is sized once, without a second pass to count. A `drive`, when given, goes
+// first, into the same sized list.
 template <class Finder>
-void AppendTokens(std::string_view text, Finder finder, std::vector<std::string>& tokens) {
+void AppendTokens(std::string_view text, Finder finder, std::vector<std::string>& tokens,
+                  std::optional<std::string_view> drive = std::nullopt) {
     const std::size_t terminated = std::min(text.find('\0'), text.size());
     constexpr std::size_t kBatch = 32;
     std::size_t begins[kBatch];
     std::size_t ends[kBatch];
     std::size_t pending = 0;
     const auto flush = [&] {
-        tokens.reserve(std::max(tokens.size() + pending, tokens.capacity() * 2));
+        const std::size_t needed = tokens.size() + pending + (drive ? 1 : 0);
+        if (needed > tokens.capacity()) {
+            tokens.reserve(std::max(needed, tokens.capacity() * 2));
+        }
+        if (drive) {
+            tokens.emplace_back(*drive);
+            drive.reset();
+        }
         for (std::size_t i = 0; i < pending; ++i) {
             if (begins[i] > terminated) {
                 throw std::out_of_range("invalid string position");
@@ -214,21 +228,22 @@ void Path::Set(const std::string& text, PathType pathType) {
         return;
     }
 
+    std::optional<std::string_view> drive;
     if (StartsWith(rest, kLongPathPrefix)) {
         rest.remove_prefix(sizeof kLongPathPrefix - 1);
     }
     if (StartsWith(rest, "\\\\")) {
         rest.remove_prefix(2);
         // Two backslashes before a single name are no share: the name stays, relative.
-        absolute = rest.find_first_of("/\\") != std::string_view::npos;
+        absolute = std::any_of(rest.begin(), rest.end(), IsWindowsSeparator);
         smb = absolute;
     } else if (StartsWith(rest, "UNC\\")) {
         rest.remove_prefix(4);
         absolute = true;
         smb = true;
     } else if (rest.size() >= 3 && IsDriveLetter(rest[0]) && rest[1] == ':' &&
-               (rest[2] == '/' || rest[2] == '\\')) {
-        path.emplace_back(rest.substr(0, 2));
+               IsWindowsSeparator(rest[2])) {
+        drive = rest.substr(0, 2);
         rest.remove_prefix(3);
         absolute = true;
         smb = false;
@@ -236,7 +251,7 @@ void Path::Set(const std::string& text, PathType pathType) {
         absolute = false;
         smb = false;
     }
-    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), path);
+    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), path, drive);
 }
 
 void Path::Set(const std::wstring& text, PathType pathType) {
