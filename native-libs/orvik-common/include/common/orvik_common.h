@@ -9,6 +9,8 @@
 // Text
 
 // Encoding, paths and files
+#include "common/file_utils.h"
+#include "common/path.h"
 
 // Concurrency
 
