@@ -15,6 +15,8 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <optional>
+#include <string>
 
 namespace orvik::platform {
 
@@ -82,6 +84,18 @@ int ProcessThreadCount();
 //
 // The process's environment variables, read by their wide names.
 // ---------------------------------------------------------------------------------------------
+
+// The value of the environment variable `name`, or nullopt when it is not set. A name that is
+// empty or holds '=' or a NUL character is never set. Where the system keeps its environment
+// as bytes (POSIX), names and values are UTF-8: a name that is not valid wide text is never
+// set, and bytes of a value that are not UTF-8 become U+FFFD each. No length limit.
+std::optional<std::wstring> EnvironmentVariable(const std::wstring& name);
+
+// Sets the variable `name` to `value`, or removes it for nullopt (removing an unset variable
+// succeeds). False when the name is empty or holds '=' or NUL, when `value` holds NUL or is not
+// valid wide text, or when the system refuses. Not safe while another thread reads or writes
+// the environment: for tests and start-up code.
+bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::wstring>& value);
 
 // ---------------------------------------------------------------------------------------------
 // System facts
