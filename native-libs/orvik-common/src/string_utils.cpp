@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <locale>
 #include <optional>
+#include <string_view>
 
 #include "common/ov_string.h"
 #include "internal_log.h"
@@ -60,6 +62,32 @@ std::optional<long long> ParseInteger(const std::string& text, Warn warn) {
 // The low 32 bits of `value` as a signed number.
 std::int32_t Low32Bits(long long value) {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+// The next occurrence of the non-empty `sep` in `text` from `from` on; a one-byte separator,
+// the common case, goes through the plain byte search.
+size_t FindSeparator(std::string_view text, std::string_view sep, size_t from) {
+    return sep.size() == 1 ? text.find(sep[0], from) : text.find(sep, from);
+}
+
+// Appends the piece of `text` in front of each occurrence of the non-empty `sep`, taken from
+// left to right without overlap, and returns the position behind the last occurrence (0 if
+// there is none). The occurrences are counted first so that the vector is allocated once:
+// growing it step by step would move every field again on each step.
+size_t AppendFieldsBeforeEachSeparator(std::string_view text, std::string_view sep,
+                                       std::vector<std::string>& fields) {
+    size_t count = 0;
+    for (size_t at = FindSeparator(text, sep, 0); at != std::string_view::npos;
+         at = FindSeparator(text, sep, at + sep.size())) {
+        ++count;
+    }
+    fields.reserve(fields.size() + count + 1);
+    size_t position = 0;
+    for (size_t found; (found = FindSeparator(text, sep, position)) != std::string_view::npos;
+         position = found + sep.size()) {
+        fields.emplace_back(text.data() + position, found - position);
+    }
+    return position;
 }
 
 }  // namespace
@@ -239,33 +267,20 @@ std::vector<std::string> StringUtils::SplitString(const std::string& text, const
     std::string work;
     work.reserve(text.size() + sep.size());
     work.append(text).append(sep);
-    size_t position = 0;
-    for (size_t found; (found = work.find(sep, position)) != std::string::npos;
-         position = found + sep.size()) {
-        result.emplace_back(work, position, found - position);
-    }
+    AppendFieldsBeforeEachSeparator(work, sep, result);
     return result;
 }
 
 std::vector<std::string> StringUtils::SplitAllByString(const std::string& text,
                                                        const std::string& sep) {
     std::vector<std::string> result;
-    if (sep.empty()) {
+    if (sep.empty() || text.find(sep) == std::string::npos) {
         result.push_back(text);
         return result;
     }
-    size_t position = 0;
-    size_t found = text.find(sep);
-    if (found == std::string::npos) {
-        result.push_back(text);
-        return result;
-    }
-    for (; found != std::string::npos; found = text.find(sep, position)) {
-        result.emplace_back(text, position, found - position);
-        position = found + sep.size();
-    }
-    if (position < text.size()) {
-        result.emplace_back(text, position);
+    const size_t rest = AppendFieldsBeforeEachSeparator(text, sep, result);
+    if (rest < text.size()) {
+        result.emplace_back(text, rest);
     }
     return result;
 }
@@ -304,10 +319,12 @@ std::string StringUtils::Join(std::vector<std::string>& items, const std::string
 }
 
 std::vector<std::string> StringUtils::FetchConsecutiveNumbers(std::string text) {
-    // The runs that the regular expression \d+ finds one after the other: \d is the digit
-    // class, which is 0-9 in every locale, so a scan gives the same runs without building a
-    // regular expression per call.
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    // The runs that the regular expression \d+ finds one after the other. A regular expression
+    // built now would take its digit class from the global locale's ctype facet; asking that
+    // facet directly gives the same runs without building one on every call.
+    const std::locale locale;
+    const auto& ctype = std::use_facet<std::ctype<char>>(locale);
+    const auto isDigit = [&ctype](char c) { return ctype.is(std::ctype_base::digit, c); };
     std::vector<std::string> result;
     auto run = std::find_if(text.begin(), text.end(), isDigit);
     while (run != text.end()) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -150,6 +151,27 @@ TEST(StringUtilsExtractTest, FetchConsecutiveNumbersKeepsRunsAndLeadingZeros) {
         << "only 0-9 are digits";
     EXPECT_TRUE(StringUtils::FetchConsecutiveNumbers("").empty());
     EXPECT_TRUE(StringUtils::FetchConsecutiveNumbers("no digits").empty());
+}
+
+TEST(StringUtilsExtractTest, FetchConsecutiveNumbersFindsWhatTheRegularExpressionFinds) {
+    std::string everyByte;
+    for (int b = 0; b < 256; ++b) {
+        everyByte += static_cast<char>(b);
+        if (b % 3 == 0) {
+            everyByte += '7';
+        }
+    }
+    const std::regex digits("\\d+");
+    for (const std::string& text : {everyByte, std::string("12 3\xB2\xB3 x0x"), std::string("9")}) {
+        SCOPED_TRACE(::testing::PrintToString(text));
+        Fields expected;
+        std::smatch match;
+        for (std::string rest = text; std::regex_search(rest, match, digits);
+             rest = match.suffix()) {
+            expected.push_back(match.str());
+        }
+        EXPECT_EQ(StringUtils::FetchConsecutiveNumbers(text), expected);
+    }
 }
 
 TEST(StringUtilsExtractTest, HashTextPadsWithBlanksNotZeros) {
