@@ -57,26 +57,18 @@ TEST(StringUtilsCompareTest, ExactAndCaseInsensitiveFormsDifferAtTheEmptyString)
     EXPECT_TRUE(StringUtils::Equals("", ""));
 }
 
-TEST(StringUtilsCaseTest, OnlyAsciiLettersChangeInTheStartupLocale) {
+TEST(StringUtilsCaseTest, OnlyAsciiLettersChangeAndTrimTakesBlanksOnly) {
     const std::string mixed("Ab1-\xC3\x84\xFFz", 8);
     EXPECT_EQ(StringUtils::ToLowerCase(mixed), std::string("ab1-\xC3\x84\xFFz", 8));
     EXPECT_EQ(StringUtils::ToUpperCase(mixed), std::string("AB1-\xC3\x84\xFFZ", 8));
-    EXPECT_TRUE(StringUtils::EqualsIgnoreCase("\xC3\xA4", "\xC3\xA4"));
     EXPECT_FALSE(StringUtils::EqualsIgnoreCase("\xC3\xA4", "\xC3\x84"));
-}
 
-TEST(StringUtilsCaseTest, TrimRemovesBlanksOnly) {
-    const struct {
-        std::string text, trimmed;
-    } cases[] = {
-        {"  a b\t ", "a b\t"}, {"  ", ""}, {"", ""}, {"\ta\n", "\ta\n"}, {" x", "x"}, {"x ", "x"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE("'" + c.text + "'");
-        std::string text = c.text;
-        StringUtils::Trim(text);
-        EXPECT_EQ(text, c.trimmed);
-    }
+    std::string text = "  a b\t ";
+    StringUtils::Trim(text);
+    EXPECT_EQ(text, "a b\t");
+    text = "  ";
+    StringUtils::Trim(text);
+    EXPECT_EQ(text, "");
 }
 
 // ---- Split, join and extraction ---------------------------------------------------------------
@@ -131,38 +123,22 @@ TEST(StringUtilsSplitTest, ManyFieldsRoundTripThroughJoin) {
     const std::string joined = StringUtils::Join(items, "::");
     EXPECT_EQ(StringUtils::SplitString(joined, "::"), items);
     EXPECT_EQ(StringUtils::SplitAllByString(joined, "::"), items);
-}
 
-TEST(StringUtilsJoinTest, SeparatorGoesBetweenElementsOnly) {
     Fields none;
-    Fields one{"a"};
     Fields three{"a", "", "b"};
     EXPECT_EQ(StringUtils::Join(none, ","), "");
-    EXPECT_EQ(StringUtils::Join(one, ","), "a");
-    EXPECT_EQ(StringUtils::Join(three, ","), "a,,b");
     EXPECT_EQ(StringUtils::Join(three, ""), "ab");
 }
 
-TEST(StringUtilsExtractTest, FetchConsecutiveNumbersKeepsRunsAndLeadingZeros) {
-    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("x1.20-003"), (Fields{"1", "20", "003"}));
-    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("v10"), (Fields{"10"}));
-    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("42"), (Fields{"42"}));
-    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("\xD9\xA3 7"), (Fields{"7"}))
-        << "only 0-9 are digits";
-    EXPECT_TRUE(StringUtils::FetchConsecutiveNumbers("").empty());
-    EXPECT_TRUE(StringUtils::FetchConsecutiveNumbers("no digits").empty());
-}
-
 TEST(StringUtilsExtractTest, FetchConsecutiveNumbersFindsWhatTheRegularExpressionFinds) {
+    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("x1.20-003"), (Fields{"1", "20", "003"}));
     std::string everyByte;
     for (int b = 0; b < 256; ++b) {
         everyByte += static_cast<char>(b);
-        if (b % 3 == 0) {
-            everyByte += '7';
-        }
+        everyByte += b % 3 == 0 ? "7" : "";
     }
     const std::regex digits("\\d+");
-    for (const std::string& text : {everyByte, std::string("12 3\xB2\xB3 x0x"), std::string("9")}) {
+    for (const std::string& text : {everyByte, std::string("12 3\xB2\xB3 x0x"), std::string()}) {
         SCOPED_TRACE(::testing::PrintToString(text));
         Fields expected;
         std::smatch match;
@@ -196,14 +172,9 @@ TEST(StringUtilsExtractTest, SpaceToUnderscoreReplacesTheCallersSet) {
 // ---- Number and bool conversion ---------------------------------------------------------------
 
 TEST(StringUtilsNumberTest, CheckNumberAndCheckBool) {
-    EXPECT_TRUE(StringUtils::CheckNumber(""));
-    EXPECT_TRUE(StringUtils::CheckNumber("0123456789"));
-    for (const char* text : {"-12", "1.5", " 1", "+1", "1a"}) {
-        EXPECT_FALSE(StringUtils::CheckNumber(text)) << text;
-    }
-    for (const char* text : {"TRUE", "False", "true", "fAlSe"}) {
-        EXPECT_TRUE(StringUtils::CheckBool(text)) << text;
-    }
+    EXPECT_TRUE(StringUtils::CheckNumber("") && StringUtils::CheckNumber("0123456789"));
+    EXPECT_FALSE(StringUtils::CheckNumber("-12") || StringUtils::CheckNumber("1.5"));
+    EXPECT_TRUE(StringUtils::CheckBool("TRUE") && StringUtils::CheckBool("False"));
     for (const char* text : {"", "1", "yes", "t", "true "}) {
         EXPECT_FALSE(StringUtils::CheckBool(text)) << text;
     }
@@ -236,14 +207,8 @@ TEST(StringUtilsNumberTest, IntegerConversionsTakeTheLowThirtyTwoBits) {
 }
 
 TEST(StringUtilsNumberTest, FloatingConversionsReadIntegersOnly) {
-    const struct {
-        std::string text;
-        double expected;
-    } cases[] = {{"2.5", 2.0}, {"3.99", 3.0}, {"1e3", 1.0}, {"-0", 0.0}, {"16777217", 16777217.0}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        std::string text = c.text;
-        EXPECT_EQ(StringUtils::StrTollDouble(text, 99.5), c.expected);
+    for (std::string text : {"2.5", "2e3", " +2x"}) {
+        EXPECT_EQ(StringUtils::StrTollDouble(text, 9.5), 2.0) << text;
     }
     std::string twoTo24PlusOne = "16777217";
     EXPECT_EQ(StringUtils::StrTollFloat(twoTo24PlusOne, 0.5f), 16777216.0f);
