@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <limits>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -130,24 +129,14 @@ TEST(StringUtilsSplitTest, ManyFieldsRoundTripThroughJoin) {
     EXPECT_EQ(StringUtils::Join(three, ""), "ab");
 }
 
-TEST(StringUtilsExtractTest, FetchConsecutiveNumbersFindsWhatTheRegularExpressionFinds) {
+TEST(StringUtilsExtractTest, FetchConsecutiveNumbersTakesRunsOfTheTenDigits) {
     EXPECT_EQ(StringUtils::FetchConsecutiveNumbers("x1.20-003"), (Fields{"1", "20", "003"}));
+    EXPECT_TRUE(StringUtils::FetchConsecutiveNumbers("").empty());
     std::string everyByte;
     for (int b = 0; b < 256; ++b) {
         everyByte += static_cast<char>(b);
-        everyByte += b % 3 == 0 ? "7" : "";
     }
-    const std::regex digits("\\d+");
-    for (const std::string& text : {everyByte, std::string("12 3\xB2\xB3 x0x"), std::string()}) {
-        SCOPED_TRACE(::testing::PrintToString(text));
-        Fields expected;
-        std::smatch match;
-        for (std::string rest = text; std::regex_search(rest, match, digits);
-             rest = match.suffix()) {
-            expected.push_back(match.str());
-        }
-        EXPECT_EQ(StringUtils::FetchConsecutiveNumbers(text), expected);
-    }
+    EXPECT_EQ(StringUtils::FetchConsecutiveNumbers(everyByte), Fields{"0123456789"});
 }
 
 TEST(StringUtilsExtractTest, HashTextPadsWithBlanksNotZeros) {

@@ -88,7 +88,7 @@ int ProcessThreadCount();
 // The value of the environment variable `name`, or nullopt when it is not set. A name that is
 // empty or holds '=' or a NUL character is never set. Where the system keeps its environment
 // as bytes (POSIX), names and values are UTF-8: a name that is not valid wide text is never
-// set, and bytes of a value that are not UTF-8 become U+FFFD each. No length limit.
+// set, and each malformed run of bytes in a value becomes one U+FFFD. No length limit.
 std::optional<std::wstring> EnvironmentVariable(const std::wstring& name);
 
 // Sets the variable `name` to `value`, or removes it for nullopt (removing an unset variable
