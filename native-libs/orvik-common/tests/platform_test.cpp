@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -245,6 +246,32 @@ TEST(PlatformTextTest, ConversionsAreRealUnicodeAndRepairInvalidInput) {
     EXPECT_EQ(platform::Utf8ToWide("x\xFFy\xC3"), L"x\uFFFDy\uFFFD");
     EXPECT_EQ(platform::WideToUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
     EXPECT_EQ(platform::Utf8ToWide(""), L"");
+}
+
+// ---- Environment ----------------------------------------------------------------------------
+
+TEST(PlatformEnvironmentTest, SetReadAndRemoveWideValues) {
+    const std::wstring name = L"ORVIK_PLATFORM_ENV_\u00C4";
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt));
+    EXPECT_EQ(platform::EnvironmentVariable(name), std::nullopt);
+    EXPECT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt)) << "removing twice is fine";
+
+    const std::wstring value = L"\u4E16\u754C \U0001F30D " + std::wstring(1000, L'v');
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, value));
+    EXPECT_EQ(platform::EnvironmentVariable(name), value) << "no length limit";
+
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::wstring()));
+    EXPECT_EQ(platform::EnvironmentVariable(name), std::wstring()) << "set to nothing is set";
+}
+
+TEST(PlatformEnvironmentTest, MalformedNamesAndValuesAreRefused) {
+    for (const std::wstring& name : {std::wstring(), std::wstring(L"A=B"), std::wstring(L"A\0B", 3),
+                                     std::wstring(1, wchar_t(0xD800))}) {
+        SCOPED_TRACE(name.size());
+        EXPECT_FALSE(platform::SetEnvironmentVariable(name, std::wstring(L"x")));
+        EXPECT_EQ(platform::EnvironmentVariable(name), std::nullopt);
+    }
+    EXPECT_FALSE(platform::SetEnvironmentVariable(L"ORVIK_PLATFORM_ENV", std::wstring(L"a\0b", 3)));
 }
 
 }  // namespace

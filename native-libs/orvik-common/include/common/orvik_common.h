@@ -7,8 +7,12 @@
 #include "common/network_global_option.h"
 
 // Text
+#include "common/json_object.h"
+#include "common/ov_string.h"
+#include "common/string_utils.h"
 
 // Encoding, paths and files
+#include "common/charset_cvt.h"
 #include "common/file_utils.h"
 #include "common/path.h"
 
