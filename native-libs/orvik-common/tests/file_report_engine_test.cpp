@@ -11,35 +11,14 @@
 #include <vector>
 
 #include "common/path.h"
+#include "support/temp_directory.h"
 
 namespace orvik {
 namespace {
 
 using Fields = std::map<std::string, std::string>;
+using testing::TempDirectory;
 namespace fs = std::filesystem;
-
-// A fresh directory per test, removed afterwards. `Windows()` names it as the library expects
-// a path: on the C: drive, which is the root of a POSIX file system.
-class TempDir {
-public:
-    TempDir() {
-        const auto unique = std::chrono::steady_clock::now().time_since_epoch().count();
-        path_ = fs::temp_directory_path() / ("orvik-report-" + std::to_string(unique));
-        fs::create_directories(path_);
-    }
-    ~TempDir() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-    const fs::path& Native() const { return path_; }
-    std::string Windows(const std::string& below = "") const {
-        std::string text = "C:" + path_.string();
-        return below.empty() ? text : text + "/" + below;
-    }
-
-private:
-    fs::path path_;
-};
 
 std::vector<nlohmann::json> ReadJsonLines(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
@@ -51,7 +30,7 @@ std::vector<nlohmann::json> ReadJsonLines(const fs::path& file) {
 }
 
 TEST(FileReportEngineTest, InitMakesTheDirectoryAndWritesTheMetadataLine) {
-    TempDir dir;
+    TempDirectory dir;
     FileReportEngine engine;
     ASSERT_TRUE(engine.Init("client", false, "1.0", "beta", "", dir.Windows("a/b/c")));
     EXPECT_EQ(engine.FilePath(),
@@ -75,7 +54,7 @@ TEST(FileReportEngineTest, InitMakesTheDirectoryAndWritesTheMetadataLine) {
 }
 
 TEST(FileReportEngineTest, HostileTextsComeOutAsParsableJson) {
-    TempDir dir;
+    TempDirectory dir;
     FileReportEngine engine;
     ASSERT_TRUE(engine.Init("hostile", true, "quote\"", "back\\slash", "line\nend", dir.Windows()));
 
@@ -112,7 +91,7 @@ TEST(FileReportEngineTest, HostileTextsComeOutAsParsableJson) {
 }
 
 TEST(FileReportEngineTest, FailuresAreReportedByInitAndCountedByReport) {
-    TempDir dir;
+    TempDirectory dir;
     std::ofstream(dir.Native() / "plain-file") << "x";
     FileReportEngine engine;
     EXPECT_FALSE(engine.Init("x", false, "", "", "", dir.Windows("plain-file/below")));
@@ -128,7 +107,7 @@ TEST(FileReportEngineTest, FailuresAreReportedByInitAndCountedByReport) {
 }
 
 TEST(FileReportEngineTest, ReporterDeliversThroughTheFileEngine) {
-    TempDir dir;
+    TempDirectory dir;
     auto engine = std::make_shared<FileReportEngine>();
     ASSERT_TRUE(SetReportEngine(engine));
     Reporter::GetInstance().Enable(true, false, "", "app", "1", "2", "3", dir.Windows("out"));

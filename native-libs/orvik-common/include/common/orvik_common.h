@@ -22,6 +22,8 @@
 #include "common/time_utils.h"
 
 // Reporting
+#include "common/file_report_engine.h"
+#include "common/reporter.h"
 
 // Platform helpers
 #include "common/encrypt_utils.h"
