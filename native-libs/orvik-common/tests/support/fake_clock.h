@@ -71,9 +71,10 @@ public:
         if (duration.count() <= 0) {
             return;
         }
-        const Waiter me{&condition, lock.mutex(), now_.load() + duration.count()};
+        Waiter me{&condition, lock.mutex(), now_.load() + duration.count(), 0};
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
+            me.serial = ++waitsBegun_;
             waiters_.push_back(me);
         }
         waitersChanged_.notify_all();
@@ -95,15 +96,24 @@ public:
     // Total of all sleeps requested so far.
     std::chrono::nanoseconds Slept() const { return std::chrono::nanoseconds(slept_.load()); }
 
-    // Blocks until some thread waits in WaitFor with its deadline at `wakeAt`, or for at most
-    // `realTimeout` of real time. True when such a waiter was seen.
-    bool AwaitWaiter(std::chrono::system_clock::time_point wakeAt,
+    // The number of waits begun so far.
+    std::uint64_t WaitsBegun() {
+        std::lock_guard<std::mutex> guard(waitersMutex_);
+        return waitsBegun_;
+    }
+
+    // Blocks until some thread waits in WaitFor with its deadline at `wakeAt`, in a wait begun
+    // after the first `waitsBefore` waits, or for at most `realTimeout` of real time. True
+    // when such a waiter was seen. Taking WaitsBegun() before an action that wakes the waiter
+    // makes sure the wait seen is the one begun after the waiter saw the action.
+    bool AwaitWaiter(std::chrono::system_clock::time_point wakeAt, std::uint64_t waitsBefore = 0,
                      std::chrono::milliseconds realTimeout = std::chrono::seconds(10)) {
         const std::int64_t deadline = ToNanos(wakeAt);
         std::unique_lock<std::mutex> guard(waitersMutex_);
         return waitersChanged_.wait_for(guard, realTimeout, [&] {
-            return std::any_of(waiters_.begin(), waiters_.end(),
-                               [&](const Waiter& w) { return w.deadline == deadline; });
+            return std::any_of(waiters_.begin(), waiters_.end(), [&](const Waiter& w) {
+                return w.deadline == deadline && w.serial > waitsBefore;
+            });
         });
     }
 
@@ -112,10 +122,8 @@ private:
         std::condition_variable_any* condition;
         std::recursive_mutex* mutex;
         std::int64_t deadline;
-        bool operator==(const Waiter& other) const {
-            return condition == other.condition && mutex == other.mutex &&
-                   deadline == other.deadline;
-        }
+        std::uint64_t serial;
+        bool operator==(const Waiter& other) const { return serial == other.serial; }
     };
 
     static std::int64_t ToNanos(std::chrono::system_clock::time_point when) {
@@ -147,6 +155,7 @@ private:
     std::mutex waitersMutex_;
     std::condition_variable waitersChanged_;
     std::vector<Waiter> waiters_;
+    std::uint64_t waitsBegun_ = 0;
 };
 
 }  // namespace orvik::testing
