@@ -97,6 +97,9 @@ public:
 
     void NoteUpdate() { updatesWaiting = true; }
 
+    // The clock reading of the latest pass, from which the wait after it is measured.
+    unsigned long long passTime = 0;
+
     // The start of a pass: takes waiting updates over and puts every entry in its place.
     void Settle() {
         if (updatesWaiting || (timerFieldsWrittenDirectly.load(std::memory_order_relaxed) &&
@@ -330,7 +333,10 @@ inline long long TimerManager::GetTimeoutValue() {
                                  "orvik::TimerManager::GetTimeoutValue", "timer is null");
         return 0;
     }
-    return static_cast<long long>(first->GetExpire() - TimeUtils::GetTimeMills());
+    // Measured from the pass that found nothing due, not from a fresh reading: under load the
+    // clock often reaches the first due time between the two, and a delay of exactly 0 would
+    // then sleep for kDueNowWaitMs instead of firing.
+    return static_cast<long long>(first->GetExpire() - timers->passTime);
 }
 
 void TimerManager::Run() {
@@ -405,6 +411,7 @@ void TimerManager::UpdateTimer(std::shared_ptr<Timer> timer) {
 std::shared_ptr<Timer> TimerManager::GetTimeoutTimer() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
     const unsigned long long now = TimeUtils::GetTimeMills();
+    timers->passTime = now;
     if (timers->Empty()) {
         return nullptr;
     }
