@@ -155,8 +155,7 @@ void BM_Asio_RepeatingTimers(benchmark::State& state) {
         const Clock::time_point start = Clock::now();
         for (int i = 0; i < kTimers; ++i) {
             timers.push_back(std::make_unique<AsioRepeatingTimer>(
-                io, samples,
-                start + std::chrono::milliseconds(kPeriodMs + i / kTimersPerMs)));
+                io, samples, start + std::chrono::milliseconds(kPeriodMs + i / kTimersPerMs)));
             timers.back()->Wait();
         }
         std::thread runner([&io] { io.run(); });

@@ -169,9 +169,8 @@ private:
             }
             node.key().due = timer.GetExpire();
         }
-        std::stable_sort(nodes.begin(), nodes.end(), [](const auto& a, const auto& b) {
-            return a.key().due < b.key().due;
-        });
+        std::stable_sort(nodes.begin(), nodes.end(),
+                         [](const auto& a, const auto& b) { return a.key().due < b.key().due; });
         lowestRank -= static_cast<long long>(nodes.size());
         long long rank = lowestRank;
         for (auto& node : nodes) {

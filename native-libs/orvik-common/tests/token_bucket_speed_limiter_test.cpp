@@ -30,14 +30,14 @@ TEST_F(TokenBucketTest, FirstRequestCostsNeedTimesThousandOverRate) {
         long long want;
         long long ms;
     } cases[] = {
-        {100, 50, 510},    // (50 + 1) * 1000 / 100
-        {2000, 1, 1},      // need 2
-        {3000, 1, 10},     // 0.66 ms truncates to 0: the floor
-        {10, 99, 10000},   // beyond capacity 20: paid in one piece
-        {100, 0, 0},       // nothing wanted, nothing charged
-        {100, -3, 0},      // negative: nothing
-        {0, 500, 0},       // unlimited
-        {-7, 500, 0},      // unlimited
+        {100, 50, 510},                // (50 + 1) * 1000 / 100
+        {2000, 1, 1},                  // need 2
+        {3000, 1, 10},                 // 0.66 ms truncates to 0: the floor
+        {10, 99, 10000},               // beyond capacity 20: paid in one piece
+        {100, 0, 0},                   // nothing wanted, nothing charged
+        {100, -3, 0},                  // negative: nothing
+        {0, 500, 0},                   // unlimited
+        {-7, 500, 0},                  // unlimited
         {1000000000000000000, 1, 10},  // 2e-15 ms: the floor
     };
     for (const auto& c : cases) {

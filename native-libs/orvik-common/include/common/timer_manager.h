@@ -138,12 +138,14 @@ public:
 // detached thread that sleeps until the first is due and fires it. The thread exists only
 // while timers do: the first timer to arrive starts it, and it ends once the list is empty.
 //
-// Order of firing: earliest due time first; among equal due times the timer started (or
-// updated into place) later stands first, except that timers whose Update is taken over in
-// the same pass keep their earlier order; a repeating timer is due again `timeout` ms after
-// the moment it fired (a late firing shifts the series; missed firings are not made up).
-// A callback longer than its period makes the timer due again at once, after other timers
-// already due.
+// Order of firing: earliest due time first. Among equal due times a timer started later
+// fires first; a repeating timer that just fired stands before the timers it meets at its new
+// due time, behind those started while its callback ran; timers whose updates one pass takes
+// over keep the order they had before it. A repeating timer is due again `timeout` ms after
+// the moment it fired, read before its callback: a late firing shifts the series, and missed
+// firings are not made up. A callback longer than its period makes the timer due again at
+// once, behind other timers due earlier. Each pass costs a lookup in an ordered map and a
+// firing one re-insertion; only a pass that takes updates over re-sorts the whole list.
 //
 // The instance lives until the process ends. At exit it is stopped, as TimerManager::Stop
 // does, and its memory is never released, so that a thread still inside a callback never

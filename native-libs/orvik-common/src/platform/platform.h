@@ -39,8 +39,8 @@ std::chrono::steady_clock::time_point SteadyClockNow();
 void SleepFor(std::chrono::nanoseconds duration);
 
 // Waits on `condition`: releases `lock` (held once by the caller), blocks until the condition
-// is notified or `duration` (at most a year) has passed on the steady clock, and holds the lock again on
-// return. Zero or negative returns at once without releasing. May return early without a
+// is notified or `duration` (at most a year) has passed on the steady clock, and holds the lock
+// again on return. Zero or negative returns at once without releasing. May return early without a
 // notification, as every condition wait may, so callers test their state again. Hands the
 // wait to the time seam when one is installed, where `duration` counts on the fake clock.
 void WaitFor(std::condition_variable_any& condition, std::unique_lock<std::recursive_mutex>& lock,
@@ -55,9 +55,9 @@ bool LocalCalendarTime(std::int64_t secondsSinceEpoch, std::tm& out);
 bool UtcCalendarTime(std::int64_t secondsSinceEpoch, std::tm& out);
 
 // The time seam, for tests only. While a seam is installed, WallClockNow(), SleepFor() and
-// WaitFor() call it instead of the system. A test installs one before it starts the code under test and
-// removes it (nullptr) after that code has stopped using time; the seam must outlive every
-// call that may reach it. Installing is thread-safe.
+// WaitFor() call it instead of the system. A test installs one before it starts the code under test
+// and removes it (nullptr) after that code has stopped using time; the seam must outlive every call
+// that may reach it. Installing is thread-safe.
 class TimeSeam {
 public:
     virtual ~TimeSeam() = default;

@@ -13,7 +13,8 @@ namespace {
 std::atomic<TimeSeam*> installedSeam{nullptr};
 
 void SystemWaitFor(std::condition_variable_any& condition,
-                   std::unique_lock<std::recursive_mutex>& lock, std::chrono::nanoseconds duration) {
+                   std::unique_lock<std::recursive_mutex>& lock,
+                   std::chrono::nanoseconds duration) {
     if (duration > std::chrono::nanoseconds::zero()) {
         condition.wait_for(lock, duration);
     }
