@@ -229,6 +229,19 @@ TEST_F(TimerManagerTest, UpdateBeforeStopIsAppliedAfterTheNextStart) {
     EXPECT_EQ(journal_.Text(), "t@110");
 }
 
+// The manager keeps due times of its own to spare a sort; a direct write of the published
+// setters must still reach the next pass.
+TEST_F(TimerManagerTest, DirectSetExpireIsSortedInByTheNextPass) {
+    auto first = Make("first", 100, false);
+    auto moved = Make("moved", 200, false);
+    ThenSleepsUntil(100, [&] { first->Start(); });
+    ThenSleepsUntil(100, [&] { moved->Start(); });
+    moved->SetExpire(static_cast<unsigned long long>(kT0 + 50));
+    AdvanceTo(100);
+    ASSERT_TRUE(journal_.AwaitCount(2));
+    EXPECT_EQ(journal_.Text(), "moved@100 first@100");
+}
+
 TEST_F(TimerManagerTest, CallbackLongerThanItsPeriodDoesNotStarveOtherDueTimers) {
     std::atomic<int> calls{0};
     std::shared_ptr<OvTimer> slow;
