@@ -53,8 +53,9 @@ namespace detail {
 // by (due time, rank): a newcomer and a timer that fired get a rank below every other, which
 // puts them first among equal due times as the insertion and the stable sort do. The only
 // case where the list order that the sort starts from matters beyond that is a pass that
-// takes updates over; that pass rebuilds the list order (the entries that stood before the
-// fired timer, then the rest) and sorts it as a whole. So a pass costs a map lookup, and a
+// takes updates over (or follows a direct call of Timer's published setters); that pass
+// rebuilds the list order (the entries that stood before the fired timer, then the rest),
+// re-reads every due time and sorts it as a whole. So a pass costs a map lookup, and a
 // firing one re-insertion, unless an update waits.
 //
 // Not thread-safe: the manager holds its mutex around every call.
