@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -60,6 +62,51 @@ TEST(PlatformTimeTest, RealSleepLastsAtLeastItsDuration) {
     platform::SleepFor(std::chrono::milliseconds(20));
     EXPECT_GE(platform::SteadyClockNow() - before, std::chrono::milliseconds(20));
     platform::SleepFor(std::chrono::milliseconds(-5));  // returns at once
+}
+
+TEST(PlatformTimeTest, ConditionWaitEndsOnNotificationOrDurationAndKeepsTheLock) {
+    std::recursive_mutex mutex;
+    std::condition_variable_any condition;
+    std::unique_lock<std::recursive_mutex> lock(mutex);
+
+    const auto before = platform::SteadyClockNow();
+    platform::WaitFor(condition, lock, std::chrono::milliseconds(20));
+    EXPECT_GE(platform::SteadyClockNow() - before, std::chrono::milliseconds(20));
+    EXPECT_TRUE(lock.owns_lock());
+
+    bool notified = false;
+    std::thread notifier([&] {
+        std::lock_guard<std::recursive_mutex> hold(mutex);  // only once the waiter has let go
+        notified = true;
+        condition.notify_all();
+    });
+    while (!notified) {  // an early return without notification is allowed: wait again
+        platform::WaitFor(condition, lock, std::chrono::seconds(10));
+    }
+    EXPECT_LT(platform::SteadyClockNow() - before, std::chrono::seconds(10));
+    notifier.join();
+
+    platform::WaitFor(condition, lock, std::chrono::milliseconds(-5));  // returns at once
+    EXPECT_TRUE(lock.owns_lock());
+}
+
+TEST(PlatformTimeTest, SeamWaitEndsWhenTheFakeClockReachesItsDeadline) {
+    testing::FakeClock clock(testing::FakeClock::AtMillis(1000));
+    std::recursive_mutex mutex;
+    std::condition_variable_any condition;
+    bool woke = false;
+    std::thread waiter([&] {
+        std::unique_lock<std::recursive_mutex> lock(mutex);
+        platform::WaitFor(condition, lock, std::chrono::hours(1));
+        woke = true;
+    });
+    const auto deadline = testing::FakeClock::AtMillis(1000 + 3600 * 1000);
+    ASSERT_TRUE(clock.AwaitWaiter(deadline));
+    clock.Advance(std::chrono::minutes(59));  // not yet: the waiter stays
+    EXPECT_TRUE(clock.AwaitWaiter(deadline));
+    clock.Advance(std::chrono::minutes(1));
+    waiter.join();
+    EXPECT_TRUE(woke);
 }
 
 TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {

@@ -20,6 +20,8 @@
 
 // Time and pacing
 #include "common/time_utils.h"
+#include "common/timer_manager.h"
+#include "common/token_bucket_speed_limiter.h"
 
 // Reporting
 
