@@ -38,7 +38,7 @@ fi
 
 # --- libcrypto for Windows, from Debian's OpenSSL sources --------------------------------------
 # Any libcrypto already built here is reused; remove the folder to build the current one.
-openssl_dir=$(find "$cache" -maxdepth 1 -name 'openssl-mingw64-*' -type d 2>/dev/null |
+openssl_dir=$(find "$cache" -maxdepth 1 -name 'openssl-mingw64-*' ! -name '*.tmp' -type d 2>/dev/null |
     sort -V | tail -n 1 || true)
 if [ -z "$openssl_dir" ] || [ ! -f "$openssl_dir/lib/libcrypto.a" ]; then
     # apt-get source needs source entries for the same suites as the binary ones.
