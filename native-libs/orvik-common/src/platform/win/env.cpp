@@ -6,12 +6,21 @@
 #include <string>
 
 #include "platform/platform.h"
+#include "unicode.h"
 
 namespace orvik::platform {
 namespace {
 
+// Whether `text` is well-formed UTF-16: the system would store an unpaired surrogate, but the
+// same name or value could not be set where the environment is UTF-8.
+bool IsValidWide(const std::wstring& text) {
+    std::string narrow;
+    return detail::WideToUtf8(text, narrow, detail::Invalid::kFail);
+}
+
 bool IsValidName(const std::wstring& name) {
-    return !name.empty() && name.find_first_of(std::wstring(L"=\0", 2)) == std::wstring::npos;
+    return !name.empty() && name.find_first_of(std::wstring(L"=\0", 2)) == std::wstring::npos &&
+           IsValidWide(name);
 }
 
 }  // namespace
@@ -50,7 +59,7 @@ bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::w
         return SetEnvironmentVariableW(name.c_str(), nullptr) != 0 ||
                GetLastError() == ERROR_ENVVAR_NOT_FOUND;
     }
-    if (value->find(L'\0') != std::wstring::npos) {
+    if (value->find(L'\0') != std::wstring::npos || !IsValidWide(*value)) {
         return false;
     }
     return SetEnvironmentVariableW(name.c_str(), value->c_str()) != 0;
