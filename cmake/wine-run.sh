@@ -8,4 +8,8 @@ export WINEDEBUG=${WINEDEBUG:--all}
 for variable in $(compgen -e); do
     case $variable in LANG | LANGUAGE | LC_*) unset "$variable" ;; esac
 done
+# On a Windows machine the working directory, the temporary folder and the build usually share
+# drive C:, so a path rooted without a drive ("\x") reaches the same drive as "C:\x". Here
+# the build lies on Z: (Wine's view of /), so programs start in C:\ instead.
+cd "${WINEPREFIX:-$HOME/.wine}/drive_c"
 exec /usr/lib/wine/wine64 "$@"

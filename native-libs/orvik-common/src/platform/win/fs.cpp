@@ -6,6 +6,7 @@
 #include <shlobj.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -14,9 +15,25 @@
 #include "platform/platform.h"
 
 namespace orvik::platform {
+namespace {
+
+// Windows reads "/" as "\" in every path but the long forms ("\\?\"), which it takes as they
+// are. Wine alone reads a path that starts with "/" as a path of its host ("/x" as "Z:\x", not
+// "C:\x"); turning the separators first gives the Windows reading there too.
+template <class Char>
+std::basic_string<Char> WithBackslashes(const std::basic_string<Char>& path) {
+    static constexpr Char kLongPrefix[] = {'\\', '\\', '?', '\\', '\0'};
+    std::basic_string<Char> turned(path);
+    if (turned.compare(0, 4, kLongPrefix) != 0) {
+        std::replace(turned.begin(), turned.end(), Char('/'), Char('\\'));
+    }
+    return turned;
+}
+
+}  // namespace
 
 std::optional<std::uint32_t> FileAttributes(const std::wstring& path) {
-    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const DWORD attributes = GetFileAttributesW(WithBackslashes(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
         return std::nullopt;
     }
@@ -25,7 +42,7 @@ std::optional<std::uint32_t> FileAttributes(const std::wstring& path) {
 
 std::optional<std::uint64_t> FileSize(const std::wstring& path) {
     struct _stat64 status {};
-    if (_wstat64(path.c_str(), &status) != 0) {
+    if (_wstat64(WithBackslashes(path).c_str(), &status) != 0) {
         return std::nullopt;
     }
     return (status.st_mode & _S_IFDIR) != 0 ? 0 : static_cast<std::uint64_t>(status.st_size);
@@ -47,8 +64,8 @@ std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t c
     const DWORD limit =
         static_cast<DWORD>(std::min<std::size_t>(capacity, std::numeric_limits<DWORD>::max()));
     std::wstring full(limit, L'\0');
-    const DWORD length =
-        GetFullPathNameW(path.c_str(), limit, limit > 0 ? &full[0] : nullptr, nullptr);
+    const DWORD length = GetFullPathNameW(WithBackslashes(path).c_str(), limit,
+                                          limit > 0 ? &full[0] : nullptr, nullptr);
     if (length == 0) {
         return std::nullopt;
     }
@@ -56,43 +73,49 @@ std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t c
         return std::wstring();
     }
     full.resize(length);
+    // A bare drive ("C:") names that drive's working directory, which comes back as is; Wine
+    // adds a separator to it, which only a root may end with.
+    const bool bareDrive = path.size() == 2 && path[1] == L':';
+    if (bareDrive && full.size() > 3 && full.back() == L'\\') {
+        full.pop_back();
+    }
     return full;
 }
 
 bool CreateOneDirectory(const std::wstring& path) {
-    return CreateDirectoryW(path.c_str(), nullptr) != 0;
+    return CreateDirectoryW(WithBackslashes(path).c_str(), nullptr) != 0;
 }
 
 bool CreateDirectoryTree(const std::wstring& path) {
     // Fails with ERROR_ALREADY_EXISTS when the directory is there already.
-    return SHCreateDirectory(nullptr, path.c_str()) == ERROR_SUCCESS;
+    return SHCreateDirectory(nullptr, WithBackslashes(path).c_str()) == ERROR_SUCCESS;
 }
 
 bool AccessNarrow(const std::string& path, int mode) {
-    return _access(path.c_str(), mode) == 0;
+    return _access(WithBackslashes(path).c_str(), mode) == 0;
 }
 
 bool MakeDirectoryNarrow(const std::string& path) {
-    return _mkdir(path.c_str()) == 0;
+    return _mkdir(WithBackslashes(path).c_str()) == 0;
 }
 
 bool RemoveDirectoryNarrow(const std::string& path) {
-    return _rmdir(path.c_str()) == 0;
+    return _rmdir(WithBackslashes(path).c_str()) == 0;
 }
 
 bool RemoveFileNarrow(const std::string& path) {
-    return std::remove(path.c_str()) == 0;
+    return std::remove(WithBackslashes(path).c_str()) == 0;
 }
 
 // The C++ library of this compiler opens file streams by wide name (_wfopen underneath); text
 // mode translates CRLF line ends as the system does.
 bool OpenFileStream(std::ifstream& stream, const std::wstring& path, std::ios_base::openmode mode) {
-    stream.open(path.c_str(), mode);
+    stream.open(WithBackslashes(path).c_str(), mode);
     return stream.is_open();
 }
 
 bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_base::openmode mode) {
-    stream.open(path.c_str(), mode);
+    stream.open(WithBackslashes(path).c_str(), mode);
     return stream.is_open();
 }
 

@@ -28,4 +28,9 @@ int ProcessThreadCount() {
     return listed && count > 0 ? count : -1;
 }
 
+// The threads of this system's C++ runtime cannot be made to fail at creation from outside.
+bool RefuseNewThreadsForTesting(bool) {
+    return false;
+}
+
 }  // namespace orvik::platform
