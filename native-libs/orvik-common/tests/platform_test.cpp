@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <system_error>
 #include <thread>
 
 #include "support/fake_clock.h"
@@ -64,6 +65,23 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     std::thread other([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
     EXPECT_GT(platform::ProcessThreadCount(), before);  // sanitizers may add threads of their own
     other.join();
+}
+
+TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
+    if (!platform::RefuseNewThreadsForTesting(true)) {
+        GTEST_SKIP() << "this system cannot refuse threads";
+    }
+    bool refused = false;
+    try {
+        std::thread([] {}).join();
+    } catch (const std::system_error&) {
+        refused = true;
+    }
+    EXPECT_TRUE(platform::RefuseNewThreadsForTesting(false));
+    EXPECT_TRUE(refused);
+    bool ran = false;
+    std::thread([&ran] { ran = true; }).join();
+    EXPECT_TRUE(ran);
 }
 
 }  // namespace

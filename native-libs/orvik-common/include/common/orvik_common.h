@@ -11,6 +11,9 @@
 // Encoding, paths and files
 
 // Concurrency
+#include "common/blocking_queue.h"
+#include "common/latch.h"
+#include "common/thread_pool.h"
 
 // Time and pacing
 #include "common/time_utils.h"
