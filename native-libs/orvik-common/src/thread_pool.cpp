@@ -11,6 +11,7 @@
 
 #include "common/latch.h"
 #include "internal_log.h"
+#include "thread_pool_seam.h"
 
 namespace orvik {
 
@@ -33,7 +34,23 @@ std::chrono::nanoseconds TimedWaitDuration(unsigned long long count) {
         static_cast<long long>(std::min(count, kMaxNanos / kNanosPerUnit) * kNanosPerUnit));
 }
 
+std::atomic<void (*)(detail::WorkerMoment)> workerHook{nullptr};
+
+void AtWorkerMoment(detail::WorkerMoment moment) {
+    if (const auto hook = workerHook.load(std::memory_order_acquire)) {
+        hook(moment);
+    }
+}
+
 }  // namespace
+
+namespace detail {
+
+void SetWorkerHookForTesting(void (*hook)(WorkerMoment moment)) {
+    workerHook.store(hook, std::memory_order_release);
+}
+
+}  // namespace detail
 
 // ---------------------------------------------------------------------------------------------
 // CountDownLatch
@@ -188,6 +205,7 @@ void Worker::Resume() {
 }
 
 void Worker::ThreadMain(const std::shared_ptr<Worker>& self) {
+    AtWorkerMoment(detail::WorkerMoment::kThreadBegun);
     const std::shared_ptr<ThreadPool> pool = self->pool.lock();
     if (!pool) {
         // The last owner let go before this thread began. The pool's destructor has dropped
@@ -199,6 +217,7 @@ void Worker::ThreadMain(const std::shared_ptr<Worker>& self) {
         while (self->running) {
             pool->RunTask(self);
         }
+        AtWorkerMoment(detail::WorkerMoment::kIdleTimedOut);
     } while (!pool->RetireWorker(self));
     self->pool.reset();
     self->DetachThread();
