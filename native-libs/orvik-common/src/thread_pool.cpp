@@ -5,7 +5,6 @@
 #include <chrono>
 #include <exception>
 #include <limits>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -278,9 +277,9 @@ bool ThreadPool::SubmitTask(std::function<void()>& task) {
     if (isShutdown) {
         return false;
     }
-    if (threadCount == 0) {
+    if (queueCapacity != SIZE_MAX && threadCount == 0) {
         // Only after a refused thread start can tasks wait with no thread to run them; a full
-        // queue would then block the Push below for good.
+        // bounded queue would then block the Push below for good.
         StartWorkerForWaitingTasks();
     }
     const bool queued = queue->Push(task, 0);
@@ -397,7 +396,7 @@ void ThreadPool::Shutdown(SHUTDOWN_METHOD method) {
             bool canDrain = false;
             try {
                 canDrain = StartWorkerForWaitingTasks();
-            } catch (const std::system_error& error) {
+            } catch (const std::exception& error) {
                 ORVIK_LOG(LOG_LEVEL_ERROR, "no thread to drain the queue: %s", error.what());
             }
             if (canDrain) {
