@@ -23,23 +23,29 @@ using Clock = std::chrono::steady_clock;
 
 // 1,000,000 tasks that each add one to a counter, through a pool of state.range(0) threads,
 // from submission of the first to the end of the last, pool start and stop included.
-void BM_Pool_TrivialTasks_Orvik(benchmark::State& state) {
+// `runAll(threads, task)` starts a pool, submits `task` kTrivialTasks times and stops the pool
+// once every task has run.
+template <class RunAll>
+void MeasureTrivialTasks(benchmark::State& state, RunAll runAll) {
     const auto threads = static_cast<size_t>(state.range(0));
     for (auto _ : state) {
         std::atomic<int> counter{0};
-        std::function<void()> task = [&counter] {
-            counter.fetch_add(1, std::memory_order_relaxed);
-        };
-        auto pool = std::make_shared<orvik::ThreadPool>("bench", threads, threads);
-        for (int i = 0; i < kTrivialTasks; ++i) {
-            pool->SubmitTask(task);
-        }
-        pool->Shutdown(orvik::ThreadPool::SHUTDOWN_AFTER_DRAIN);
+        runAll(threads, [&counter] { counter.fetch_add(1, std::memory_order_relaxed); });
         if (counter != kTrivialTasks) {
             state.SkipWithError("tasks lost");
         }
     }
     state.SetItemsProcessed(state.iterations() * kTrivialTasks);
+}
+
+void BM_Pool_TrivialTasks_Orvik(benchmark::State& state) {
+    MeasureTrivialTasks(state, [](size_t threads, std::function<void()> task) {
+        auto pool = std::make_shared<orvik::ThreadPool>("bench", threads, threads);
+        for (int i = 0; i < kTrivialTasks; ++i) {
+            pool->SubmitTask(task);
+        }
+        pool->Shutdown(orvik::ThreadPool::SHUTDOWN_AFTER_DRAIN);
+    });
 }
 BENCHMARK(BM_Pool_TrivialTasks_Orvik)
     ->ArgName("threads")
@@ -49,20 +55,13 @@ BENCHMARK(BM_Pool_TrivialTasks_Orvik)
     ->UseRealTime();
 
 void BM_Pool_TrivialTasks_Asio(benchmark::State& state) {
-    const auto threads = static_cast<size_t>(state.range(0));
-    for (auto _ : state) {
-        std::atomic<int> counter{0};
+    MeasureTrivialTasks(state, [](size_t threads, auto task) {
         boost::asio::thread_pool pool(threads);
         for (int i = 0; i < kTrivialTasks; ++i) {
-            boost::asio::post(pool,
-                              [&counter] { counter.fetch_add(1, std::memory_order_relaxed); });
+            boost::asio::post(pool, task);
         }
         pool.join();
-        if (counter != kTrivialTasks) {
-            state.SkipWithError("tasks lost");
-        }
-    }
-    state.SetItemsProcessed(state.iterations() * kTrivialTasks);
+    });
 }
 BENCHMARK(BM_Pool_TrivialTasks_Asio)
     ->ArgName("threads")

@@ -74,6 +74,12 @@ private:
     bool WaitCondition(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
                        int timeoutMs, size_t& waiters, Predicate predicate);
 
+    // Releases `lock`, then wakes every thread asleep on `condition` if `waiters` (read under
+    // the lock) says there is one: a broadcast after the unlock, so that a woken thread does
+    // not run into the lock still held, and none where nobody waits.
+    static void UnlockAndWake(std::unique_lock<std::mutex>& lock,
+                              std::condition_variable& condition, size_t waiters);
+
     std::mutex mutex;
     const size_t capacity;
     std::deque<T> items;
@@ -121,11 +127,7 @@ bool BlockingQueue<T>::Push(const T& item, int timeoutMs) {
         return false;
     }
     items.push_back(item);
-    const bool consumerWaits = popWaiters != 0;
-    lock.unlock();
-    if (consumerWaits) {
-        notEmpty.notify_all();
-    }
+    UnlockAndWake(lock, notEmpty, popWaiters);
     return true;
 }
 
@@ -139,11 +141,7 @@ bool BlockingQueue<T>::Pop(T& out, int timeoutMs) {
     }
     out = std::move(items.front());
     items.pop_front();
-    const bool producerWaits = pushWaiters != 0;
-    lock.unlock();
-    if (producerWaits) {
-        notFull.notify_all();
-    }
+    UnlockAndWake(lock, notFull, pushWaiters);
     return true;
 }
 
@@ -161,14 +159,19 @@ void BlockingQueue<T>::Halt() {
         dropped.swap(items);
         halted = true;
     }
-    const bool producerWaits = pushWaiters != 0;
     const bool consumerWaits = popWaiters != 0;
-    lock.unlock();
-    if (producerWaits) {
-        notFull.notify_all();
-    }
+    UnlockAndWake(lock, notFull, pushWaiters);
     if (consumerWaits) {
         notEmpty.notify_all();
+    }
+}
+
+template <class T>
+void BlockingQueue<T>::UnlockAndWake(std::unique_lock<std::mutex>& lock,
+                                     std::condition_variable& condition, size_t waiters) {
+    lock.unlock();
+    if (waiters != 0) {
+        condition.notify_all();
     }
 }
 
