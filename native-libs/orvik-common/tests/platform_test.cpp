@@ -4,10 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
 #include <system_error>
 #include <thread>
 
 #include "support/fake_clock.h"
+#include "support/fake_system_facts.h"
+#include "support/temp_directory.h"
 
 namespace orvik {
 namespace {
@@ -82,6 +88,208 @@ TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
     bool ran = false;
     std::thread([&ran] { ran = true; }).join();
     EXPECT_TRUE(ran);
+}
+
+TEST(PlatformSysTest, SystemFactsOfThisMachine) {
+    const std::string name = platform::SystemName();
+    const std::string architecture = platform::ProcessorArchitecture();
+    const auto version = platform::SystemVersion();
+#if defined(_WIN32)
+    EXPECT_EQ(name, "Windows");
+#elif defined(__linux__)
+    EXPECT_EQ(name, "Linux");
+#else
+    EXPECT_FALSE(name.empty());
+#endif
+#if defined(__x86_64__) || defined(_M_X64)
+    EXPECT_EQ(architecture, "x64");
+#elif defined(__aarch64__) || defined(_M_ARM64)
+    EXPECT_EQ(architecture, "arm64");
+#else
+    EXPECT_FALSE(architecture.empty());
+#endif
+    ASSERT_TRUE(version.has_value());
+#if defined(__linux__)
+    // The kernel's release, read another way, begins with the two numbers and a "." or "-".
+    std::string release;
+    std::getline(std::ifstream("/proc/sys/kernel/osrelease"), release);
+    const std::string prefix =
+        std::to_string(version->first) + "." + std::to_string(version->second);
+    EXPECT_EQ(release.rfind(prefix, 0), 0u) << release;
+    ASSERT_GT(release.size(), prefix.size()) << release;
+    EXPECT_TRUE(release[prefix.size()] == '.' || release[prefix.size()] == '-') << release;
+#endif
+}
+
+TEST(PlatformSysTest, SeamReplacesSystemFactsUntilRemoved) {
+    const std::string realName = platform::SystemName();
+    {
+        testing::FakeSystemFacts system;
+        system.name = "Plan9";
+        system.architecture = "mips";
+        system.version.reset();
+        EXPECT_EQ(platform::SystemName(), "Plan9");
+        EXPECT_EQ(platform::ProcessorArchitecture(), "mips");
+        EXPECT_FALSE(platform::SystemVersion().has_value());
+    }
+    EXPECT_EQ(platform::SystemName(), realName);
+    EXPECT_EQ(platform::NativeSystemName(), realName);
+}
+
+// ---------------------------------------------------------------------------------------------
+// File system and text conversion
+
+// The Windows text of a native path, wide.
+std::wstring WideWindows(const std::string& windowsText) {
+    return platform::Utf8ToWide(windowsText);
+}
+
+TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
+    testing::TempDirectory temp;
+    std::filesystem::create_directory(temp.Native() / "dir");
+    std::ofstream(temp.Native() / "file") << "12345";
+    const std::string drive = temp.Windows("dir");  // "C:\...\dir"
+    std::string forward = drive;
+    for (char& c : forward) {
+        c = c == '\\' ? '/' : c;
+    }
+    const std::string spellings[] = {
+        drive,           "c" + drive.substr(1), forward,
+        drive.substr(2), forward.substr(2),     "\\\\?\\" + drive,
+    };
+    for (const std::string& text : spellings) {
+        SCOPED_TRACE(text);
+        const auto attributes = platform::FileAttributes(WideWindows(text));
+        ASSERT_TRUE(attributes.has_value());
+        EXPECT_NE(*attributes & platform::kFileAttributeDirectory, 0u);
+        EXPECT_TRUE(platform::AccessNarrow(text, 0));
+    }
+
+    const std::string file = temp.Windows("file");
+    ASSERT_TRUE(platform::FileAttributes(WideWindows(file)).has_value());
+    EXPECT_EQ(*platform::FileAttributes(WideWindows(file)) & platform::kFileAttributeDirectory, 0u);
+    EXPECT_EQ(platform::FileSize(WideWindows(file)), 5u);
+    EXPECT_EQ(platform::FileSize(WideWindows(drive)), 0u);
+
+    const std::string nowhere[] = {
+        "D" + drive.substr(1),       "\\\\srv\\share\\x",     "//srv/share/x",
+        "\\\\?\\UNC\\srv\\share\\x", temp.Windows("missing"), "",
+    };
+    for (const std::string& text : nowhere) {
+        SCOPED_TRACE(text);
+        EXPECT_FALSE(platform::FileAttributes(WideWindows(text)).has_value());
+        EXPECT_FALSE(platform::FileSize(WideWindows(text)).has_value());
+        EXPECT_FALSE(platform::AccessNarrow(text, 0));
+        std::ifstream in;
+        EXPECT_FALSE(platform::OpenFileStream(in, WideWindows(text), std::ios::in));
+    }
+    EXPECT_FALSE(platform::CreateOneDirectory(WideWindows("D" + drive.substr(1) + "\\x")));
+    EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows("\\\\srv\\share\\x")));
+}
+
+TEST(PlatformFileSystemTest, RelativeTextFollowsTheWorkingDirectory) {
+    testing::TempDirectory temp;
+    const testing::WorkingDirectory inside(temp.Native());
+    const std::optional<std::wstring> cwd = platform::CurrentDirectory();
+    ASSERT_TRUE(cwd.has_value());
+    EXPECT_EQ(platform::WideToUtf8(*cwd), temp.Windows());
+
+    EXPECT_TRUE(platform::CreateOneDirectory(L"sub"));
+    EXPECT_FALSE(platform::CreateOneDirectory(L"sub"));
+    EXPECT_FALSE(platform::CreateOneDirectory(L"missing\\sub"));
+    EXPECT_TRUE(platform::FileAttributes(L"C:sub").has_value());
+    EXPECT_TRUE(platform::FileAttributes(L".\\sub\\").has_value());
+    EXPECT_TRUE(platform::MakeDirectoryNarrow("n\\"));
+    EXPECT_FALSE(platform::MakeDirectoryNarrow("n"));
+    EXPECT_TRUE(platform::RemoveDirectoryNarrow("n"));
+
+    std::ofstream out;
+    ASSERT_TRUE(platform::OpenFileStream(out, L"sub\\f", std::ios::out | std::ios::binary));
+    out << "x";
+    out.close();
+    EXPECT_TRUE(platform::AccessNarrow("sub/f", 4));
+    EXPECT_TRUE(platform::AccessNarrow("sub/f", 2));
+    EXPECT_FALSE(platform::RemoveFileNarrow("sub"));       // never a directory
+    EXPECT_FALSE(platform::RemoveDirectoryNarrow("sub"));  // not empty
+    EXPECT_TRUE(platform::RemoveFileNarrow("sub\\f"));
+    EXPECT_TRUE(platform::RemoveDirectoryNarrow("sub"));
+}
+
+TEST(PlatformFileSystemTest, DirectoryTreeMakesAllLevelsButNotAnExistingOne) {
+    testing::TempDirectory temp;
+    const std::wstring tree = WideWindows(temp.Windows("a\\b\\c"));
+    EXPECT_TRUE(platform::CreateDirectoryTree(tree));
+    EXPECT_TRUE(std::filesystem::is_directory(temp.Native() / "a/b/c"));
+    EXPECT_FALSE(platform::CreateDirectoryTree(tree));
+    EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows(temp.Windows("a"))));
+}
+
+TEST(PlatformFileSystemTest, FullPathNameIsTextAlone) {
+    testing::TempDirectory temp;
+    const testing::WorkingDirectory inside(temp.Native());
+    const std::wstring cwd = WideWindows(temp.Windows());
+    struct Case {
+        std::wstring input;
+        std::wstring full;
+    };
+    const Case cases[] = {
+        {L"a\\..\\b", cwd + L"\\b"},
+        {L"a/./b/", cwd + L"\\a\\b\\"},
+        {L"C:a", cwd + L"\\a"},
+        {L"C:", cwd},
+        {L"\\x\\..\\..\\y", L"C:\\y"},
+        {L"c:/x/./y/", L"c:\\x\\y\\"},
+        {L"C:\\..", L"C:\\"},
+        {L"D:x\\y", L"D:\\x\\y"},
+        {L"\\\\srv\\share\\a\\..\\..\\b", L"\\\\srv\\share\\b"},
+        {L"//srv/share", L"\\\\srv\\share"},
+        {L"\\\\?\\C:\\a\\..\\b", L"\\\\?\\C:\\b"},
+        {L"\\\\?\\UNC\\srv\\share\\.\\b", L"\\\\?\\UNC\\srv\\share\\b"},
+        {L"x\\\u00e9", cwd + L"\\x\\\u00e9"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(platform::WideToUtf8(c.input));
+        EXPECT_EQ(platform::FullPathName(c.input, 32767), c.full);
+    }
+    EXPECT_FALSE(platform::FullPathName(L"", 32767).has_value());
+    EXPECT_EQ(platform::FullPathName(L"C:\\abc", 7), L"C:\\abc");
+    EXPECT_EQ(platform::FullPathName(L"C:\\abc", 6), L"");  // no room for the terminator
+}
+
+TEST(PlatformTextTest, ConversionsAreRealUnicodeAndRepairInvalidInput) {
+    const std::string utf8("a\0\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", 11);
+    const std::wstring wide = platform::Utf8ToWide(utf8);
+    EXPECT_EQ(wide, std::wstring(L"a\0\u00e9\u20ac\U0001F600", sizeof(wchar_t) == 2 ? 6 : 5));
+    EXPECT_EQ(platform::WideToUtf8(wide), utf8);
+    EXPECT_EQ(platform::Utf8ToWide("x\xFFy\xC3"), L"x\uFFFDy\uFFFD");
+    EXPECT_EQ(platform::WideToUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
+    EXPECT_EQ(platform::Utf8ToWide(""), L"");
+}
+
+// ---- Environment ----------------------------------------------------------------------------
+
+TEST(PlatformEnvironmentTest, SetReadAndRemoveWideValues) {
+    const std::wstring name = L"ORVIK_PLATFORM_ENV_\u00C4";
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt));
+    EXPECT_EQ(platform::EnvironmentVariable(name), std::nullopt);
+    EXPECT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt)) << "removing twice is fine";
+
+    const std::wstring value = L"\u4E16\u754C \U0001F30D " + std::wstring(1000, L'v');
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, value));
+    EXPECT_EQ(platform::EnvironmentVariable(name), value) << "no length limit";
+
+    ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::wstring()));
+    EXPECT_EQ(platform::EnvironmentVariable(name), std::wstring()) << "set to nothing is set";
+}
+
+TEST(PlatformEnvironmentTest, MalformedNamesAndValuesAreRefused) {
+    for (const std::wstring& name : {std::wstring(), std::wstring(L"A=B"), std::wstring(L"A\0B", 3),
+                                     std::wstring(1, wchar_t(0xD800))}) {
+        SCOPED_TRACE(name.size());
+        EXPECT_FALSE(platform::SetEnvironmentVariable(name, std::wstring(L"x")));
+        EXPECT_EQ(platform::EnvironmentVariable(name), std::nullopt);
+    }
+    EXPECT_FALSE(platform::SetEnvironmentVariable(L"ORVIK_PLATFORM_ENV", std::wstring(L"a\0b", 3)));
 }
 
 }  // namespace

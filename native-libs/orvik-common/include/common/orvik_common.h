@@ -7,8 +7,14 @@
 #include "common/network_global_option.h"
 
 // Text
+#include "common/json_object.h"
+#include "common/ov_string.h"
+#include "common/string_utils.h"
 
 // Encoding, paths and files
+#include "common/charset_cvt.h"
+#include "common/file_utils.h"
+#include "common/path.h"
 
 // Concurrency
 #include "common/blocking_queue.h"
@@ -21,5 +27,8 @@
 // Reporting
 
 // Platform helpers
+#include "common/encrypt_utils.h"
+#include "common/http_helper.h"
+#include "common/sys_info.h"
 
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H

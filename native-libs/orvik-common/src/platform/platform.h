@@ -15,6 +15,11 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
 
 namespace orvik::platform {
 
@@ -73,8 +78,70 @@ bool RefuseNewThreadsForTesting(bool refuse);
 // ---------------------------------------------------------------------------------------------
 // File system
 //
-// Paths arrive as the wide text of a Windows path; see the file system section's functions.
+// Paths arrive as the text of a Windows path, wide (UTF-16 or UTF-32, as wide text is on the
+// system; "Narrow" functions: the process's code page on Windows, the bytes unchanged
+// elsewhere). Every function accepts both separators and the long-path prefixes "\\?\" and
+// "\\?\UNC\"; a relative path is relative to the working directory.
+//
+// On POSIX systems the whole file system is the one drive "C:", rooted at "/": "C:\tmp\x",
+// "c:/tmp/x", "\tmp\x" and "/tmp/x" all name /tmp/x, "C:x" names x in the working directory.
+// Any other drive letter and every share path ("\\server\share\...") name nothing: there is
+// no entry there, and creating one fails.
 // ---------------------------------------------------------------------------------------------
+
+// The attribute bit of a directory in FileAttributes.
+constexpr std::uint32_t kFileAttributeDirectory = 0x10;
+
+// The entry's attribute bits: kFileAttributeDirectory for a directory; for anything else that
+// bit is clear and some other bit is set. Nothing when there is no such entry or it cannot be
+// reached (no access, another drive, a share).
+std::optional<std::uint32_t> FileAttributes(const std::wstring& path);
+
+// The size in bytes of the file, 0 for a directory. Nothing when there is no such entry or it
+// cannot be reached.
+std::optional<std::uint64_t> FileSize(const std::wstring& path);
+
+// The working directory as a Windows path: "C:\work\x" for /work/x, "C:\" for "/". Nothing if
+// the system cannot tell it.
+std::optional<std::wstring> CurrentDirectory();
+
+// The full form of `path`, by text alone, never touching the disk: a relative path, a rooted one
+// without drive ("\a") and a drive-relative one ("C:a") are resolved against the working
+// directory; "." and empty components are dropped, ".." removes the component before it and
+// stops at the root; both separators come out as "\"; a trailing separator is kept. Long-path
+// prefixes and share roots ("\\srv\share") are kept as they are.
+//   "a\..\b" in C:\work     =>  "C:\work\b"
+//   "C:/x/./y/"               =>  "C:\x\y\"
+//   "\\srv\share\a\..\b"      =>  "\\srv\share\b"
+// Nothing for the empty text, or when the working directory is needed and cannot be read. The
+// empty text when the result and a terminator would not fit `capacity` wide elements.
+std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t capacity);
+
+// Creates the one directory `path`. False if an entry of that name exists, the parent is
+// missing, or the system refuses.
+bool CreateOneDirectory(const std::wstring& path);
+
+// Creates the directory `path`, a full path, with every missing level above it. False if an
+// entry of that name exists already or any level cannot be made (levels made stay).
+bool CreateDirectoryTree(const std::wstring& path);
+
+// The narrow-text calls of the C runtime.
+//
+// Whether the access test `mode` holds for `path`: 0 the entry exists, 2 it may be written,
+// 4 it may be read (the kind of entry is not looked at).
+bool AccessNarrow(const std::string& path, int mode);
+// Creates one directory; false if it exists or cannot be made. A trailing separator is allowed.
+bool MakeDirectoryNarrow(const std::string& path);
+// Removes an empty directory; false otherwise.
+bool RemoveDirectoryNarrow(const std::string& path);
+// Removes a file (never a directory); false otherwise.
+bool RemoveFileNarrow(const std::string& path);
+
+// Opens `stream` on the file `path` with `mode` (the standard open modes, passed on unchanged;
+// others may read and write the file meanwhile). True when the stream is open. A path that names
+// nothing leaves the stream closed.
+bool OpenFileStream(std::ifstream& stream, const std::wstring& path, std::ios_base::openmode mode);
+bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_base::openmode mode);
 
 // ---------------------------------------------------------------------------------------------
 // Text conversion
@@ -82,17 +149,69 @@ bool RefuseNewThreadsForTesting(bool refuse);
 // Conversions between UTF-8 and the system's wide text, as the system's own calls make them.
 // ---------------------------------------------------------------------------------------------
 
+// UTF-8 to wide text and back, of the whole range (embedded NULs included, no terminator
+// added). Invalid input never fails: each maximal invalid subsequence becomes U+FFFD, as the
+// system's own conversions do. Empty in, empty out.
+std::wstring Utf8ToWide(std::string_view text);
+std::string WideToUtf8(std::wstring_view text);
+
 // ---------------------------------------------------------------------------------------------
 // Environment
 //
 // The process's environment variables, read by their wide names.
 // ---------------------------------------------------------------------------------------------
 
+// The value of the environment variable `name`, or nullopt when it is not set. A name that is
+// empty or holds '=' or a NUL character is never set. Where the system keeps its environment
+// as bytes (POSIX), names and values are UTF-8: a name that is not valid wide text is never
+// set, and each malformed run of bytes in a value becomes one U+FFFD. No length limit.
+std::optional<std::wstring> EnvironmentVariable(const std::wstring& name);
+
+// Sets the variable `name` to `value`, or removes it for nullopt (removing an unset variable
+// succeeds). False when the name is empty or holds '=' or NUL, when `value` holds NUL or is not
+// valid wide text, or when the system refuses. Not safe while another thread reads or writes
+// the environment: for tests and start-up code.
+bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::wstring>& value);
+
 // ---------------------------------------------------------------------------------------------
 // System facts
 //
-// The system's name, processor architecture and version, for SysInfo.
+// The system's name, processor architecture and version, for SysInfo. Each reading asks the
+// system again; nothing is cached. Safe for concurrent callers.
 // ---------------------------------------------------------------------------------------------
+
+// The system's own name: "Windows" on Windows, what uname reports elsewhere ("Linux",
+// "Darwin"). Empty if the system does not tell.
+std::string SystemName();
+
+// The processor architecture in the spelling Windows uses for it:
+//   x86-64  => "x64"     AArch64   => "arm64"
+//   IA-32   => "x86"     32-bit ARM => "arm"
+// The system's own name for any other architecture ("riscv64"); empty if the system does not
+// tell.
+std::string ProcessorArchitecture();
+
+// The system's version as major and minor number: Windows' own version numbers (10 and 0 on
+// Windows 10 and 11), elsewhere the first two numbers of the kernel release (6 and 1 for
+// "6.1.0-18-amd64"). nullopt if the system does not tell, or tells in another form.
+std::optional<std::pair<unsigned, unsigned>> SystemVersion();
+
+// The system facts seam, for tests only. While a seam is installed, the three functions above
+// answer from it instead of the system. Install and remove it as the time seam above.
+class SystemFactsSeam {
+public:
+    virtual ~SystemFactsSeam() = default;
+    virtual std::string SystemName() = 0;
+    virtual std::string ProcessorArchitecture() = 0;
+    virtual std::optional<std::pair<unsigned, unsigned>> SystemVersion() = 0;
+};
+void SetSystemFactsSeamForTesting(SystemFactsSeam* seam);
+
+// The system's own answers, which the three functions above give while no seam is installed.
+// Implemented once per system; callers use the functions above.
+std::string NativeSystemName();
+std::string NativeProcessorArchitecture();
+std::optional<std::pair<unsigned, unsigned>> NativeSystemVersion();
 
 }  // namespace orvik::platform
 

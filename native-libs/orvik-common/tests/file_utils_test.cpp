@@ -1,0 +1,179 @@
+#include "common/file_utils.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <iterator>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "common/log.h"
+#include "library_frame.h"
+#include "support/console_capture.h"
+#include "support/temp_directory.h"
+
+namespace orvik {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::WorkingDirectory;
+
+std::string FileBytes(const fs::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+}
+
+class FileUtilsTest : public ::testing::Test {
+protected:
+    void Write(const std::string& relative, const std::string& bytes) {
+        std::ofstream(temp_.Native() / relative, std::ios::binary) << bytes;
+    }
+    testing::TempDirectory temp_;
+    const std::string withNul_{"one\0two\r\n\0", 10};
+};
+
+TEST_F(FileUtilsTest, ReadFileResultsInTheirOrder) {
+    fs::create_directory(temp_.Native() / "dir");
+    Write("empty", "");
+    Write("data", withNul_);
+    Write("locked", "x");
+    fs::permissions(temp_.Native() / "locked", fs::perms::none);
+    const bool lockWorks = !std::ifstream(temp_.Native() / "locked").is_open();  // not as root
+
+    const std::pair<std::string, FileOptRet> cases[] = {
+        {temp_.Windows("missing"), FILE_OPT_NOT_FILE},
+        {temp_.Windows("dir"), FILE_OPT_NOT_FILE},
+        {"\\\\srv\\share\\data", FILE_OPT_NOT_FILE},
+        {temp_.Windows("empty"), FILE_OPT_NO_CONTENT},
+        {temp_.Windows("locked"), lockWorks ? FILE_OPT_NO_CONTENT : FILE_OPT_SUCCESS},
+    };
+    for (const auto& [path, result] : cases) {
+        SCOPED_TRACE(path);
+        std::string content = "kept";
+        EXPECT_EQ(FileUtils::ReadFile(path, content, 0), result);
+        EXPECT_EQ(content, result == FILE_OPT_SUCCESS ? "x" : "kept");
+    }
+
+    std::string content = "old";
+    EXPECT_EQ(FileUtils::ReadFile(temp_.Windows("data"), content, 0), FILE_OPT_SUCCESS);
+    EXPECT_EQ(content, withNul_);  // mode 0 reads the bytes unchanged here
+    EXPECT_EQ(FileUtils::ReadFile(temp_.Windows("data"), content, std::ios::binary),
+              FILE_OPT_SUCCESS);
+    EXPECT_EQ(content, withNul_);
+
+    EXPECT_THROW(FileUtils::ReadFile(std::string("a\0b\\c", 5), content, 0), std::out_of_range);
+    EXPECT_THROW(FileUtils::WriteFile("x", std::string("a\0b\\c", 5), 0), std::out_of_range);
+}
+
+TEST_F(FileUtilsTest, WriteFileResultsInTheirOrder) {
+    fs::create_directory(temp_.Native() / "dir");
+    const WorkingDirectory inside(temp_.Native());
+
+    EXPECT_EQ(FileUtils::WriteFile("x", temp_.Windows("dir"), 0), FILE_OPT_IS_DIRECTORY);
+    EXPECT_EQ(FileUtils::WriteFile("x", "dir", 0), FILE_OPT_IS_DIRECTORY);
+    EXPECT_EQ(FileUtils::WriteFile("x", temp_.Windows("no\\file"), 0), FILE_OPT_NO_PARENT);
+    EXPECT_FALSE(fs::exists("no"));
+    EXPECT_EQ(FileUtils::WriteFile("x", "file.txt", 0), FILE_OPT_NO_PARENT);  // bare name
+    EXPECT_EQ(FileUtils::WriteFile("x", "\\\\srv\\share\\f", 0), FILE_OPT_NO_PARENT);
+    EXPECT_EQ(FileUtils::WriteFile("x", "dir\\g", std::ios::in), FILE_OPT_OPEN_FAILED);
+
+    EXPECT_EQ(FileUtils::WriteFile(withNul_, ".\\file.txt", 0), FILE_OPT_SUCCESS);
+    EXPECT_EQ(FileBytes("file.txt"), withNul_);
+    EXPECT_EQ(FileUtils::WriteFile("new", "./file.txt", 0), FILE_OPT_SUCCESS);
+    EXPECT_EQ(FileUtils::WriteFile("+more", temp_.Windows("file.txt"), std::ios::app),
+              FILE_OPT_SUCCESS);
+    EXPECT_EQ(FileBytes("file.txt"), "new+more");
+    EXPECT_EQ(FileUtils::WriteFile("", "./file.txt", 0), FILE_OPT_SUCCESS);
+    EXPECT_EQ(FileBytes("file.txt"), "");
+}
+
+TEST_F(FileUtilsTest, WriteFileWaitsForTheFileWriteMutex) {
+    std::unique_lock<std::mutex> held(detail::fileWriteMutex);
+    auto writer = std::async(std::launch::async,
+                             [&] { return FileUtils::WriteFile("done", temp_.Windows("f"), 0); });
+    EXPECT_EQ(writer.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
+    EXPECT_FALSE(fs::exists(temp_.Native() / "f"));
+    held.unlock();
+    ASSERT_EQ(writer.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    EXPECT_EQ(writer.get(), FILE_OPT_SUCCESS);
+    EXPECT_EQ(FileBytes(temp_.Native() / "f"), "done");
+}
+
+TEST_F(FileUtilsTest, LongPathsWorkEndToEnd) {
+    std::string dir = temp_.Windows();
+    for (int level = 0; level < 8; ++level) {
+        dir += "\\" + std::string(40, static_cast<char>('a' + level));
+    }
+    ASSERT_TRUE(FileUtils::MakeDir(dir + "\\"));
+    const std::string file = dir + "\\file.bin";
+    ASSERT_GT(file.size(), 260u);
+    EXPECT_EQ(FileUtils::WriteFile(withNul_, file, std::ios::binary), FILE_OPT_SUCCESS);
+    std::string content;
+    EXPECT_EQ(FileUtils::ReadFile("\\\\?\\" + file, content, 0), FILE_OPT_SUCCESS);
+    EXPECT_EQ(content, withNul_);
+    EXPECT_TRUE(FileUtils::CheckDirOrFileExists(file));
+    EXPECT_TRUE(FileUtils::IsFileExist(file));
+}
+
+TEST_F(FileUtilsTest, MakeDirWalksTheBytes) {
+    const WorkingDirectory inside(temp_.Native());
+    EXPECT_FALSE(FileUtils::MakeDir(""));
+    EXPECT_TRUE(FileUtils::MakeDir("plain"));
+    EXPECT_FALSE(fs::exists("plain"));
+
+    EXPECT_TRUE(FileUtils::MakeDir("a/b\\c"));
+    EXPECT_TRUE(fs::is_directory("a/b"));
+    EXPECT_FALSE(fs::exists("a/b/c"));
+    EXPECT_TRUE(FileUtils::MakeDir("a//b/c/"));  // doubled separator: the prefix exists by then
+    EXPECT_TRUE(fs::is_directory("a/b/c"));
+    EXPECT_TRUE(FileUtils::MakeDir(temp_.Windows("d\\e\\")));
+    EXPECT_TRUE(fs::is_directory("d/e"));
+
+    Write("file", "x");  // a file at a prefix counts as existing; making below it fails
+    EXPECT_FALSE(FileUtils::MakeDir("file/sub/"));
+    EXPECT_FALSE(FileUtils::MakeDir("/x/"));  // "/" parses to nothing, and the root exists
+}
+
+TEST_F(FileUtilsTest, NarrowChecksAndRemoval) {
+    fs::create_directory(temp_.Native() / "dir");
+    Write("file", "x");
+    const std::string dir = temp_.Windows("dir");
+    const std::string file = temp_.Windows("file");
+
+    EXPECT_TRUE(FileUtils::IsFileExist(dir));
+    EXPECT_TRUE(FileUtils::IsDirExist(file));
+    EXPECT_TRUE(FileUtils::CanRead(file));
+    EXPECT_TRUE(FileUtils::CanWrite(file));
+    EXPECT_FALSE(FileUtils::CanRead(temp_.Windows("missing")));
+
+    EXPECT_FALSE(FileUtils::RemoveFile(dir));
+    EXPECT_FALSE(FileUtils::RemoveDir(file));
+    EXPECT_TRUE(FileUtils::RemoveFile(file));
+    EXPECT_TRUE(FileUtils::RemoveDir(dir));
+
+    // A share path of one token is written as "\\dir" and read back as the relative "dir".
+    const WorkingDirectory inside(temp_.Native());
+    EXPECT_FALSE(FileUtils::CheckDirOrFileExists("\\\\dir"));
+    fs::create_directory("dir");
+    EXPECT_TRUE(FileUtils::CheckDirOrFileExists("\\\\dir"));
+}
+
+TEST_F(FileUtilsTest, NormalizedFilePathWarnsAndReturnsNothing) {
+    Log::GetInstance().SetLogEnabled(true);
+    testing::ConsoleCapture console;
+    EXPECT_EQ(FileUtils::NormalizedFilePath(""), "");
+    EXPECT_EQ(console.Text(), "");
+    EXPECT_EQ(FileUtils::NormalizedFilePath("C:\\a\\..\\b"), "");
+    EXPECT_NE(console.Text().find("[WARN]["), std::string::npos);
+    EXPECT_NE(console.Text().find(
+                  "[orvik::FileUtils::NormalizedFilePath] NormalizedFilePath _WIN32 error"),
+              std::string::npos)
+        << console.Text();
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,51 @@
+// Checks the log lines that the library's own modules write, byte for byte except for the
+// source line number, which moves with every edit of the source.
+//
+//   testing::FixedLogTime time;            // every line reads 2024-07-22 19:58:48.7
+//   testing::ConsoleCapture console;
+//   ...code under test...
+//   EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
+//             testing::LibraryLine("WARN", "src/string_utils.cpp",
+//                                  "orvik::StringUtils::StrTollInt", "StrTollInt invalid"));
+#ifndef ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
+#define ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
+
+#include <string>
+
+#include "support/fake_clock.h"
+
+namespace orvik::testing {
+
+// Holds the wall clock at 7 ms into 2024-07-22 19:58:48 local time.
+class FixedLogTime {
+public:
+    FixedLogTime()
+        : clock_(FakeClock::AtMillis(FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
+
+private:
+    FakeClock clock_;
+};
+
+// The console line of a library log site in `file` (relative to native-libs/orvik-common),
+// with "#" in place of its line number, as MaskLineNumbers leaves it.
+inline std::string LibraryLine(const std::string& level, const std::string& file,
+                               const std::string& func, const std::string& message) {
+    return "OV_LOG:[" + level + "][2024-07-22 19:58:48.7][" + level +
+           "][native-libs/orvik-common/" + file + ":#][" + func + "] " + message + "\n";
+}
+
+// Replaces the line number of every "[file.cpp:123]" by "#".
+inline std::string MaskLineNumbers(std::string text) {
+    for (size_t at = text.find(".cpp:"); at != std::string::npos; at = text.find(".cpp:", at)) {
+        at += 5;
+        const size_t end = text.find_first_not_of("0123456789", at);
+        if (end != std::string::npos && end > at && text[end] == ']') {
+            text.replace(at, end - at, "#");
+        }
+    }
+    return text;
+}
+
+}  // namespace orvik::testing
+
+#endif  // ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H

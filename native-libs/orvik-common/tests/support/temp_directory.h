@@ -1,0 +1,72 @@
+// A fresh, empty directory for one test, removed with everything in it when the object goes.
+// Names it both ways: as the system's path and as the Windows path text that the library takes
+// ("C:\tmp\orvik-...": on POSIX systems the file system is the drive C:).
+#ifndef ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
+#define ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
+
+#include <filesystem>
+#include <random>
+#include <string>
+#include <system_error>
+
+namespace orvik::testing {
+
+class TempDirectory {
+public:
+    TempDirectory() {
+        std::random_device random;
+        const auto base = std::filesystem::temp_directory_path();
+        do {
+            path_ = base / ("orvik-test-" + std::to_string(random()) + std::to_string(random()));
+        } while (!std::filesystem::create_directory(path_));
+    }
+    ~TempDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempDirectory(const TempDirectory&) = delete;
+    TempDirectory& operator=(const TempDirectory&) = delete;
+
+    const std::filesystem::path& Native() const { return path_; }
+
+    // `relative` ("a/b", "/" as separator) under the directory, as Windows path text.
+    std::string Windows(const std::string& relative = std::string()) const {
+        return WindowsForm(relative.empty() ? path_ : path_ / relative);
+    }
+
+    static std::string WindowsForm(const std::filesystem::path& native) {
+        std::string text = native.string();
+#ifndef _WIN32
+        for (char& c : text) {
+            c = c == '/' ? '\\' : c;
+        }
+        text.insert(0, "C:");
+#endif
+        return text;
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+// Changes the working directory for the lifetime of the object.
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(const std::filesystem::path& directory)
+        : previous_(std::filesystem::current_path()) {
+        std::filesystem::current_path(directory);
+    }
+    ~WorkingDirectory() {
+        std::error_code ignored;
+        std::filesystem::current_path(previous_, ignored);
+    }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    std::filesystem::path previous_;
+};
+
+}  // namespace orvik::testing
+
+#endif  // ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H

@@ -1,0 +1,92 @@
+#include "common/sys_info.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "platform/platform.h"
+#include "support/console_capture.h"
+#include "support/fake_system_facts.h"
+
+namespace orvik {
+namespace {
+
+using testing::ConsoleCapture;
+using testing::FakeSystemFacts;
+
+std::shared_ptr<ClientDeviceInfo> CallersInfo() {
+    return std::make_shared<ClientDeviceInfo>(
+        ClientDeviceInfo{"old arch", "my laptop", "old version", "old model"});
+}
+
+TEST(SysInfoTest, FillsTheThreeFieldsWithWhatTheSystemTells) {
+    FakeSystemFacts system;
+    system.version = std::make_pair(4294967295u, 12u);
+    auto info = CallersInfo();
+    ConsoleCapture console;
+
+    ASSERT_TRUE(SysInfo::GetClientOsInfo(info));
+    EXPECT_EQ(info->osArch, "Windows");
+    EXPECT_EQ(info->osVersion, "4294967295.12");
+    EXPECT_EQ(info->osManufacturingModel, "x64");
+    EXPECT_EQ(info->deviceName, "my laptop");
+    EXPECT_EQ(console.Text(), "");
+}
+
+TEST(SysInfoTest, FieldsAreReplacedNotAppendedTo) {
+    auto info = CallersInfo();
+    ASSERT_TRUE(SysInfo::GetClientOsInfo(info));
+    const ClientDeviceInfo first = *info;
+    ASSERT_TRUE(SysInfo::GetClientOsInfo(info));
+
+    EXPECT_EQ(info->osArch, first.osArch);
+    EXPECT_EQ(info->osVersion, first.osVersion);
+    EXPECT_EQ(info->osManufacturingModel, first.osManufacturingModel);
+    // The real system's own facts, as the platform layer gives them.
+    EXPECT_EQ(info->osArch, platform::SystemName());
+    EXPECT_EQ(info->osManufacturingModel, platform::ProcessorArchitecture());
+    EXPECT_NE(info->osVersion.find('.'), std::string::npos);
+}
+
+TEST(SysInfoTest, FirstFailureEndsTheCallWithItsLogLine) {
+    const struct Case {
+        const char* failing;
+        void (*breakIt)(FakeSystemFacts&);
+        ClientDeviceInfo expected;
+    } cases[] = {
+        {"GetOSArch",
+         [](FakeSystemFacts& s) { s.name.clear(); },
+         {"old arch", "my laptop", "old version", "old model"}},
+        {"GetOSVersion",
+         [](FakeSystemFacts& s) { s.version.reset(); },
+         {"Windows", "my laptop", "old version", "old model"}},
+        {"GetOSManufacturingModel",
+         [](FakeSystemFacts& s) { s.architecture.clear(); },
+         {"Windows", "my laptop", "10.0", "old model"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.failing);
+        FakeSystemFacts system;
+        c.breakIt(system);
+        auto info = CallersInfo();
+        ConsoleCapture console;
+
+        EXPECT_FALSE(SysInfo::GetClientOsInfo(info));
+        EXPECT_EQ(info->osArch, c.expected.osArch);
+        EXPECT_EQ(info->deviceName, c.expected.deviceName);
+        EXPECT_EQ(info->osVersion, c.expected.osVersion);
+        EXPECT_EQ(info->osManufacturingModel, c.expected.osManufacturingModel);
+
+        const std::string text = console.Text();
+        const std::string tail =
+            std::string("][orvik::SysInfo::GetClientOsInfo] ") + c.failing + " Failed\n";
+        EXPECT_EQ(text.rfind("OV_LOG:[ERROR][", 0), 0u) << text;
+        ASSERT_GE(text.size(), tail.size()) << text;
+        EXPECT_EQ(text.substr(text.size() - tail.size()), tail) << text;
+        EXPECT_EQ(text.find('\n'), text.size() - 1) << "one line only: " << text;
+    }
+}
+
+}  // namespace
+}  // namespace orvik

@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Builds and runs every benchmark, each with its peer library side by side in one binary.
+# Installs the peers (Boost.Asio, Abseil, nlohmann::json) from Debian's packages when missing.
+#
+#   bash scripts/bench.sh                 all benchmarks
+#   bash scripts/bench.sh thread_pool     only the binaries whose name contains the word
+set -euo pipefail
+
+root=$(cd "$(dirname "$0")/.." && pwd)
+build="$root/build/bench"
+jobs=$(nproc 2>/dev/null || echo 2)
+filter=${1:-}
+
+bash "$root/scripts/install-deps.sh"
+peers=(libboost-dev libabsl-dev nlohmann-json3-dev)
+missing=()
+for package in "${peers[@]}"; do
+    dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    sudo=""
+    [ "$(id -u)" -eq 0 ] || sudo="sudo"
+    $sudo apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DORVIK_COMMON_BUILD_TESTS=OFF \
+    -DORVIK_COMMON_BUILD_EXAMPLES=OFF -DORVIK_COMMON_BUILD_BENCHMARKS=ON >/dev/null
+cmake --build "$build" -j "$jobs"
+for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
+    case "$(basename "$binary")" in *"$filter"*) ;; *) continue ;; esac
+    echo "== $(basename "$binary")"
+    "$binary" --benchmark_counters_tabular=true
+done
