@@ -66,19 +66,25 @@ public:
     void Halt();
 
 private:
+    // The threads asleep on one condition that no broadcast has woken yet. A broadcast wakes
+    // them all, so it clears the count: the next change of the queue signals nobody until a
+    // thread goes to sleep again. Guarded by `mutex`.
+    struct Sleepers {
+        size_t count = 0;
+        size_t broadcasts = 0;  // tells a sleeper whether a broadcast has counted it out
+    };
+
     // Waits on `condition` until `predicate` holds, as `timeoutMs` says (see above); the result
-    // is the last evaluation of `predicate`. `predicate` runs with `mutex` held. `waiters`
-    // counts the threads asleep on `condition`, so that nobody signals a condition that
-    // nobody waits for.
+    // is the last evaluation of `predicate`. `predicate` runs with `mutex` held.
     template <class Predicate>
     bool WaitCondition(std::condition_variable& condition, std::unique_lock<std::mutex>& lock,
-                       int timeoutMs, size_t& waiters, Predicate predicate);
+                       int timeoutMs, Sleepers& sleepers, Predicate predicate);
 
-    // Releases `lock`, then wakes every thread asleep on `condition` if `waiters` (read under
-    // the lock) says there is one: a broadcast after the unlock, so that a woken thread does
-    // not run into the lock still held, and none where nobody waits.
+    // Releases `lock`, then wakes every thread asleep on `condition`, if any: a broadcast after
+    // the unlock, so that a woken thread does not run into the lock still held, and none where
+    // nobody sleeps.
     static void UnlockAndWake(std::unique_lock<std::mutex>& lock,
-                              std::condition_variable& condition, size_t waiters);
+                              std::condition_variable& condition, Sleepers& sleepers);
 
     std::mutex mutex;
     const size_t capacity;
@@ -86,8 +92,8 @@ private:
     std::condition_variable notFull;
     std::condition_variable notEmpty;
     bool halted = false;
-    size_t pushWaiters = 0;  // threads asleep on notFull
-    size_t popWaiters = 0;   // threads asleep on notEmpty
+    Sleepers pushWaiters;  // asleep on notFull
+    Sleepers popWaiters;   // asleep on notEmpty
 };
 
 // The members are defined out of line and not inline: for the published instantiation the
@@ -159,7 +165,11 @@ void BlockingQueue<T>::Halt() {
         dropped.swap(items);
         halted = true;
     }
-    const bool consumerWaits = popWaiters != 0;
+    const bool consumerWaits = popWaiters.count != 0;
+    if (consumerWaits) {
+        popWaiters.count = 0;
+        ++popWaiters.broadcasts;
+    }
     UnlockAndWake(lock, notFull, pushWaiters);
     if (consumerWaits) {
         notEmpty.notify_all();
@@ -168,9 +178,14 @@ void BlockingQueue<T>::Halt() {
 
 template <class T>
 void BlockingQueue<T>::UnlockAndWake(std::unique_lock<std::mutex>& lock,
-                                     std::condition_variable& condition, size_t waiters) {
+                                     std::condition_variable& condition, Sleepers& sleepers) {
+    const bool anyoneSleeps = sleepers.count != 0;
+    if (anyoneSleeps) {
+        sleepers.count = 0;
+        ++sleepers.broadcasts;
+    }
     lock.unlock();
-    if (waiters != 0) {
+    if (anyoneSleeps) {
         condition.notify_all();
     }
 }
@@ -179,24 +194,36 @@ template <class T>
 template <class Predicate>
 bool BlockingQueue<T>::WaitCondition(std::condition_variable& condition,
                                      std::unique_lock<std::mutex>& lock, int timeoutMs,
-                                     size_t& waiters, Predicate predicate) {
+                                     Sleepers& sleepers, Predicate predicate) {
     if (predicate()) {
         return true;
     }
     if (timeoutMs < 0) {
         return false;
     }
-    // A waiter that ends by an exception leaves the count too high, which costs a needless
-    // signal and nothing else.
-    ++waiters;
-    bool result = true;
-    if (timeoutMs == 0) {
-        condition.wait(lock, predicate);
-    } else {
-        result = condition.wait_for(lock, std::chrono::milliseconds(timeoutMs), predicate);
+    // One deadline, taken on entry; unused when the wait has no limit.
+    const auto deadline =
+        timeoutMs > 0 ? std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs)
+                      : std::chrono::steady_clock::time_point();
+    for (;;) {
+        ++sleepers.count;
+        const size_t broadcasts = sleepers.broadcasts;
+        bool timedOut = false;
+        if (timeoutMs == 0) {
+            condition.wait(lock);
+        } else {
+            timedOut = condition.wait_until(lock, deadline) == std::cv_status::timeout;
+        }
+        if (sleepers.broadcasts == broadcasts) {
+            --sleepers.count;  // woken by the clock or spuriously: still counted
+        }
+        if (predicate()) {
+            return true;
+        }
+        if (timedOut) {
+            return false;
+        }
     }
-    --waiters;
-    return result;
 }
 
 // The published instantiation: the task queue of ThreadPool.
