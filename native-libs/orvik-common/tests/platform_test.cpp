@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "support/fake_clock.h"
@@ -117,6 +118,23 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     std::thread other([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
     EXPECT_GT(platform::ProcessThreadCount(), before);  // sanitizers may add threads of their own
     other.join();
+}
+
+TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
+    if (!platform::RefuseNewThreadsForTesting(true)) {
+        GTEST_SKIP() << "this system cannot refuse threads";
+    }
+    bool refused = false;
+    try {
+        std::thread([] {}).join();
+    } catch (const std::system_error&) {
+        refused = true;
+    }
+    EXPECT_TRUE(platform::RefuseNewThreadsForTesting(false));
+    EXPECT_TRUE(refused);
+    bool ran = false;
+    std::thread([&ran] { ran = true; }).join();
+    EXPECT_TRUE(ran);
 }
 
 TEST(PlatformSysTest, SystemFactsOfThisMachine) {

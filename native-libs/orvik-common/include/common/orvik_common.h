@@ -17,6 +17,9 @@
 #include "common/path.h"
 
 // Concurrency
+#include "common/blocking_queue.h"
+#include "common/latch.h"
+#include "common/thread_pool.h"
 
 // Time and pacing
 #include "common/time_utils.h"

@@ -85,6 +85,11 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
 
+// For tests: while `refuse` is true, the system refuses every new thread, so that creating a
+// std::thread throws std::system_error; false restores the normal state. Returns false, and
+// changes nothing, where the system cannot arrange it.
+bool RefuseNewThreadsForTesting(bool refuse);
+
 // ---------------------------------------------------------------------------------------------
 // File system
 //
