@@ -11,8 +11,11 @@
 #ifndef ORVIK_COMMON_LIBRARY_FRAME_H
 #define ORVIK_COMMON_LIBRARY_FRAME_H
 
+#include <memory>
 #include <mutex>
 #include <string>
+
+#include "common/thread_pool.h"
 
 namespace orvik::detail {
 
@@ -21,6 +24,9 @@ extern std::mutex fileWriteMutex;
 
 // Serialises the two operations of NetworkGlobalOption.
 extern std::recursive_mutex optionMutex;
+
+// The reporter's serial pool: one thread at most, an unbounded queue.
+extern const std::shared_ptr<ThreadPool> reporterPool;
 
 // The words that StringUtils::CheckBool and StringUtils::StrTollBool accept.
 extern const std::string trueText;

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "support/fake_clock.h"
@@ -62,6 +65,51 @@ TEST(PlatformTimeTest, RealSleepLastsAtLeastItsDuration) {
     platform::SleepFor(std::chrono::milliseconds(-5));  // returns at once
 }
 
+TEST(PlatformTimeTest, ConditionWaitEndsOnNotificationOrDurationAndKeepsTheLock) {
+    std::recursive_mutex mutex;
+    std::condition_variable_any condition;
+    std::unique_lock<std::recursive_mutex> lock(mutex);
+
+    const auto before = platform::SteadyClockNow();
+    platform::WaitFor(condition, lock, std::chrono::milliseconds(20));
+    EXPECT_GE(platform::SteadyClockNow() - before, std::chrono::milliseconds(20));
+    EXPECT_TRUE(lock.owns_lock());
+
+    bool notified = false;
+    std::thread notifier([&] {
+        std::lock_guard<std::recursive_mutex> hold(mutex);  // only once the waiter has let go
+        notified = true;
+        condition.notify_all();
+    });
+    while (!notified) {  // an early return without notification is allowed: wait again
+        platform::WaitFor(condition, lock, std::chrono::seconds(10));
+    }
+    EXPECT_LT(platform::SteadyClockNow() - before, std::chrono::seconds(10));
+    notifier.join();
+
+    platform::WaitFor(condition, lock, std::chrono::milliseconds(-5));  // returns at once
+    EXPECT_TRUE(lock.owns_lock());
+}
+
+TEST(PlatformTimeTest, SeamWaitEndsWhenTheFakeClockReachesItsDeadline) {
+    testing::FakeClock clock(testing::FakeClock::AtMillis(1000));
+    std::recursive_mutex mutex;
+    std::condition_variable_any condition;
+    bool woke = false;
+    std::thread waiter([&] {
+        std::unique_lock<std::recursive_mutex> lock(mutex);
+        platform::WaitFor(condition, lock, std::chrono::hours(1));
+        woke = true;
+    });
+    const auto deadline = testing::FakeClock::AtMillis(1000 + 3600 * 1000);
+    ASSERT_TRUE(clock.AwaitWaiter(deadline));
+    clock.Advance(std::chrono::minutes(59));  // not yet: the waiter stays
+    EXPECT_TRUE(clock.AwaitWaiter(deadline));
+    clock.Advance(std::chrono::minutes(1));
+    waiter.join();
+    EXPECT_TRUE(woke);
+}
+
 TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     const int before = platform::ProcessThreadCount();
     if (before < 0) {
@@ -70,6 +118,23 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     std::thread other([] { std::this_thread::sleep_for(std::chrono::milliseconds(200)); });
     EXPECT_GT(platform::ProcessThreadCount(), before);  // sanitizers may add threads of their own
     other.join();
+}
+
+TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
+    if (!platform::RefuseNewThreadsForTesting(true)) {
+        GTEST_SKIP() << "this system cannot refuse threads";
+    }
+    bool refused = false;
+    try {
+        std::thread([] {}).join();
+    } catch (const std::system_error&) {
+        refused = true;
+    }
+    EXPECT_TRUE(platform::RefuseNewThreadsForTesting(false));
+    EXPECT_TRUE(refused);
+    bool ran = false;
+    std::thread([&ran] { ran = true; }).join();
+    EXPECT_TRUE(ran);
 }
 
 TEST(PlatformSysTest, SystemFactsOfThisMachine) {

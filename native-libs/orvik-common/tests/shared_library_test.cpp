@@ -28,6 +28,15 @@ TEST(SharedLibraryTest, LoadingTheLibraryStartsNoThread) {
     EXPECT_EQ(threads, 1);
 }
 
+TEST(SharedLibraryTest, PublishedPoolExistsAfterLoadWithoutAThread) {
+    EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetName(), "initOrRetryTask");
+    EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetRunningThreadNumber(), 0u);
+    const int threads = CountThreads();
+    if (threads >= 0) {
+        EXPECT_EQ(threads, 1) << "loading started a pool thread";
+    }
+}
+
 TEST(SharedLibraryTest, PublishedLogEntrancesWorkAcrossTheLibraryBoundary) {
     static int calls = 0;
     NetworkGlobalOption::SetLoggerCallback([](int hostLevel, const char*, const char* text) {

@@ -17,9 +17,14 @@
 #include "common/path.h"
 
 // Concurrency
+#include "common/blocking_queue.h"
+#include "common/latch.h"
+#include "common/thread_pool.h"
 
 // Time and pacing
 #include "common/time_utils.h"
+#include "common/timer_manager.h"
+#include "common/token_bucket_speed_limiter.h"
 
 // Reporting
 #include "common/file_report_engine.h"

@@ -13,10 +13,12 @@
 #define ORVIK_COMMON_PLATFORM_PLATFORM_H
 
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <ctime>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +44,14 @@ std::chrono::steady_clock::time_point SteadyClockNow();
 // request to the time seam when one is installed.
 void SleepFor(std::chrono::nanoseconds duration);
 
+// Waits on `condition`: releases `lock` (held once by the caller), blocks until the condition
+// is notified or `duration` (at most a year) has passed on the steady clock, and holds the lock
+// again on return. Zero or negative returns at once without releasing. May return early without a
+// notification, as every condition wait may, so callers test their state again. Hands the
+// wait to the time seam when one is installed, where `duration` counts on the fake clock.
+void WaitFor(std::condition_variable_any& condition, std::unique_lock<std::recursive_mutex>& lock,
+             std::chrono::nanoseconds duration);
+
 // Breaks `secondsSinceEpoch` down into local calendar time (the system's time zone and its
 // daylight saving rules). Safe for concurrent callers. False if the system cannot represent
 // the time; `out` is then unspecified.
@@ -50,15 +60,20 @@ bool LocalCalendarTime(std::int64_t secondsSinceEpoch, std::tm& out);
 // The same in UTC.
 bool UtcCalendarTime(std::int64_t secondsSinceEpoch, std::tm& out);
 
-// The time seam, for tests only. While a seam is installed, WallClockNow() and SleepFor()
-// call it instead of the system. A test installs one before it starts the code under test and
-// removes it (nullptr) after that code has stopped using time; the seam must outlive every
-// call that may reach it. Installing is thread-safe.
+// The time seam, for tests only. While a seam is installed, WallClockNow(), SleepFor() and
+// WaitFor() call it instead of the system. A test installs one before it starts the code under test
+// and removes it (nullptr) after that code has stopped using time; the seam must outlive every call
+// that may reach it. Installing is thread-safe.
 class TimeSeam {
 public:
     virtual ~TimeSeam() = default;
     virtual std::chrono::system_clock::time_point WallClockNow() = 0;
     virtual void SleepFor(std::chrono::nanoseconds duration) = 0;
+    // By default the system's wait; a seam that moves its own clock overrides it, and must
+    // then notify `condition` under the waiter's mutex when its clock passes the deadline.
+    virtual void WaitFor(std::condition_variable_any& condition,
+                         std::unique_lock<std::recursive_mutex>& lock,
+                         std::chrono::nanoseconds duration);
 };
 void SetTimeSeamForTesting(TimeSeam* seam);
 
@@ -70,6 +85,11 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
+
+// For tests: while `refuse` is true, the system refuses every new thread, so that creating a
+// std::thread throws std::system_error; false restores the normal state. Returns false, and
+// changes nothing, where the system cannot arrange it.
+bool RefuseNewThreadsForTesting(bool refuse);
 
 // ---------------------------------------------------------------------------------------------
 // File system

@@ -12,6 +12,14 @@ namespace {
 // systems we build for.
 std::atomic<TimeSeam*> installedSeam{nullptr};
 
+void SystemWaitFor(std::condition_variable_any& condition,
+                   std::unique_lock<std::recursive_mutex>& lock,
+                   std::chrono::nanoseconds duration) {
+    if (duration > std::chrono::nanoseconds::zero()) {
+        condition.wait_for(lock, duration);
+    }
+}
+
 }  // namespace
 
 std::chrono::system_clock::time_point WallClockNow() {
@@ -33,6 +41,21 @@ void SleepFor(std::chrono::nanoseconds duration) {
     if (duration > std::chrono::nanoseconds::zero()) {
         std::this_thread::sleep_for(duration);
     }
+}
+
+void WaitFor(std::condition_variable_any& condition, std::unique_lock<std::recursive_mutex>& lock,
+             std::chrono::nanoseconds duration) {
+    if (TimeSeam* seam = installedSeam.load(std::memory_order_acquire)) {
+        seam->WaitFor(condition, lock, duration);
+        return;
+    }
+    SystemWaitFor(condition, lock, duration);
+}
+
+void TimeSeam::WaitFor(std::condition_variable_any& condition,
+                       std::unique_lock<std::recursive_mutex>& lock,
+                       std::chrono::nanoseconds duration) {
+    SystemWaitFor(condition, lock, duration);
 }
 
 void SetTimeSeamForTesting(TimeSeam* seam) {

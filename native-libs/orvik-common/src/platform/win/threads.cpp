@@ -1,0 +1,36 @@
+// Facts about the process's threads on Windows.
+#include <windows.h>
+// <tlhelp32.h> needs the types of <windows.h> before it.
+#include <tlhelp32.h>
+
+#include "platform/platform.h"
+
+namespace orvik::platform {
+
+int ProcessThreadCount() {
+    // The Toolhelp snapshot lists the threads of every process; count this process's.
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    if (snapshot == INVALID_HANDLE_VALUE) {
+        return -1;
+    }
+    const DWORD self = GetCurrentProcessId();
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    int count = 0;
+    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+        if (entry.th32OwnerProcessID == self) {
+            ++count;
+        }
+        entry.dwSize = sizeof(entry);
+    }
+    const bool listed = GetLastError() == ERROR_NO_MORE_FILES;
+    CloseHandle(snapshot);
+    return listed && count > 0 ? count : -1;
+}
+
+// The threads of this system's C++ runtime cannot be made to fail at creation from outside.
+bool RefuseNewThreadsForTesting(bool) {
+    return false;
+}
+
+}  // namespace orvik::platform

@@ -1,0 +1,447 @@
+// The latches, ThreadPool and its Worker.
+#include "common/thread_pool.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <limits>
+#include <thread>
+#include <utility>
+
+#include "common/latch.h"
+#include "internal_log.h"
+#include "thread_pool_seam.h"
+
+namespace orvik {
+
+namespace {
+
+// A worker leaves after one Pop that finds no task for this long.
+constexpr int kIdleTimeoutMs = 1000;
+
+// The duration of a timed wait of `count` units, in a form that cannot overflow when the
+// condition variable adds it to the clock: a count with its top bit set is negative (the wait
+// ends at once), and waits beyond about 73 years are cut to that.
+template <class Unit>
+std::chrono::nanoseconds TimedWaitDuration(unsigned long long count) {
+    constexpr unsigned long long kMaxNanos = std::numeric_limits<long long>::max() / 4;
+    constexpr unsigned long long kNanosPerUnit = std::chrono::nanoseconds(Unit(1)).count();
+    if (count > static_cast<unsigned long long>(std::numeric_limits<long long>::max())) {
+        return std::chrono::nanoseconds(-1);
+    }
+    return std::chrono::nanoseconds(
+        static_cast<long long>(std::min(count, kMaxNanos / kNanosPerUnit) * kNanosPerUnit));
+}
+
+std::atomic<void (*)(detail::WorkerMoment)> workerHook{nullptr};
+
+void AtWorkerMoment(detail::WorkerMoment moment) {
+    if (const auto hook = workerHook.load(std::memory_order_acquire)) {
+        hook(moment);
+    }
+}
+
+}  // namespace
+
+namespace detail {
+
+void SetWorkerHookForTesting(void (*hook)(WorkerMoment moment)) {
+    workerHook.store(hook, std::memory_order_release);
+}
+
+}  // namespace detail
+
+// ---------------------------------------------------------------------------------------------
+// CountDownLatch
+
+CountDownLatch::CountDownLatch(unsigned int count) : count(count) {}
+
+CountDownLatch::~CountDownLatch() = default;
+
+void CountDownLatch::CountDown() {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (count == 0) {
+        return;
+    }
+    if (--count == 0) {
+        released = true;
+        condition.notify_all();
+    }
+}
+
+void CountDownLatch::Wait(unsigned long long timeoutMs) {
+    std::unique_lock<std::mutex> lock(mutex);
+    if (count == 0) {
+        return;
+    }
+    if (timeoutMs == 0) {
+        condition.wait(lock, [this] { return released; });
+        return;
+    }
+    // One sleep, whatever ends it; the caller asks GetCount if it needs to know.
+    condition.wait_for(lock, TimedWaitDuration<std::chrono::milliseconds>(timeoutMs));
+}
+
+unsigned int CountDownLatch::GetCount() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return count;
+}
+
+// ---------------------------------------------------------------------------------------------
+// CountOutWake
+
+CountOutWake::CountOutWake() : CountOutWake(0) {}
+
+CountOutWake::CountOutWake(unsigned int count) : count(count) {}
+
+CountOutWake::~CountOutWake() = default;
+
+void CountOutWake::CountOut() {
+    std::lock_guard<std::mutex> lock(mutex);
+    wakeOne = true;
+    condition.notify_one();
+}
+
+void CountOutWake::CountAll() {
+    std::lock_guard<std::mutex> lock(mutex);
+    wakeAll = true;
+    condition.notify_all();
+}
+
+void CountOutWake::Wait(unsigned long long timeoutNs) {
+    std::unique_lock<std::mutex> lock(mutex);
+    ++count;
+    if (timeoutNs != 0) {
+        // One sleep that reads and consumes neither flag.
+        condition.wait_for(lock, TimedWaitDuration<std::chrono::nanoseconds>(timeoutNs));
+    } else if (!wakeAll) {
+        // A wake-up is looked for only after sleeping: a single wake-up set before this call
+        // does not open it, and the single wake-up is consumed even when wakeAll is set too.
+        for (;;) {
+            condition.wait(lock);
+            if (wakeOne) {
+                wakeOne = false;
+                break;
+            }
+            if (wakeAll) {
+                break;
+            }
+        }
+    }
+    --count;
+}
+
+unsigned int CountOutWake::GetCount() {
+    std::lock_guard<std::mutex> lock(mutex);
+    return count;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Worker: one thread of a pool.
+//
+// The pool's `workers` and the thread's own argument each hold the Worker; while its loop runs
+// the thread also holds the pool, so a pool with a live thread cannot be destroyed. A thread
+// detaches itself before it leaves, so whoever drops the last reference never joins.
+
+class Worker : public std::enable_shared_from_this<Worker> {
+public:
+    Worker(std::string name, std::weak_ptr<ThreadPool> pool)
+        : name(std::move(name)), pool(std::move(pool)) {}
+    virtual ~Worker() { Join(); }
+
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    // Sets `running` and launches the thread. Throws std::system_error when the system
+    // refuses a thread; the worker is then as before.
+    void Start();
+    // Ends the loop after the current turn.
+    void Stop();
+    // Lets a stopped worker take more turns.
+    void Resume();
+
+    static void ThreadMain(const std::shared_ptr<Worker>& self);
+
+    std::atomic<bool> running{false};
+
+private:
+    // Waits for an attached thread; never joins the calling thread itself.
+    void Join();
+    // Lets the thread run on its own, unless Join is waiting for it.
+    void DetachThread();
+
+    const std::string name;  // the pool's name when the worker was made; kept, nothing reads it
+    std::shared_ptr<std::thread> thread;
+    std::mutex mutex;  // guards `thread` and the writes of running and joining
+    std::atomic<bool> joining{false};
+    std::weak_ptr<ThreadPool> pool;
+};
+
+void Worker::Start() {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (thread) {
+        return;
+    }
+    running.exchange(true);
+    try {
+        // The thread's own reference lives in the lambda and goes with the thread's state,
+        // on the thread, once ThreadMain has returned.
+        thread = std::make_shared<std::thread>([self = shared_from_this()] { ThreadMain(self); });
+    } catch (...) {
+        running.exchange(false);
+        throw;
+    }
+}
+
+void Worker::Stop() {
+    std::lock_guard<std::mutex> lock(mutex);
+    running.exchange(false);
+}
+
+void Worker::Resume() {
+    std::lock_guard<std::mutex> lock(mutex);
+    running.exchange(true);
+}
+
+void Worker::ThreadMain(const std::shared_ptr<Worker>& self) {
+    AtWorkerMoment(detail::WorkerMoment::kThreadBegun);
+    const std::shared_ptr<ThreadPool> pool = self->pool.lock();
+    if (!pool) {
+        // The last owner let go before this thread began. The pool's destructor has dropped
+        // this worker without waiting for it, so the thread only has to end on its own.
+        self->DetachThread();
+        return;
+    }
+    do {
+        while (self->running) {
+            pool->RunTask(self);
+        }
+        AtWorkerMoment(detail::WorkerMoment::kIdleTimedOut);
+    } while (!pool->RetireWorker(self));
+    self->pool.reset();
+    self->DetachThread();
+    pool->RemoveWorker(self);
+    // Dropping `pool` here may destroy the pool, and the thread's argument the worker, both on
+    // this thread.
+}
+
+void Worker::DetachThread() {
+    std::shared_ptr<std::thread> attached;  // destroyed after the lock is released
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!joining && thread) {
+        attached.swap(thread);
+        attached->detach();
+    }
+}
+
+void Worker::Join() {
+    Stop();
+    std::shared_ptr<std::thread> attached;
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (!thread) {
+            return;
+        }
+        attached.swap(thread);
+        joining.exchange(true);
+    }
+    if (attached->joinable()) {
+        if (attached->get_id() == std::this_thread::get_id()) {
+            attached->detach();
+        } else {
+            attached->join();
+        }
+    }
+    std::lock_guard<std::mutex> lock(mutex);
+    attached.reset();
+    joining.exchange(false);
+}
+
+// ---------------------------------------------------------------------------------------------
+// ThreadPool
+
+ThreadPool::ThreadPool(std::string name, size_t maxThreads, size_t warnThreads,
+                       size_t queueCapacity)
+    : name(std::move(name)),
+      maxThreads(maxThreads),
+      warnThreads(warnThreads),
+      queueCapacity(queueCapacity),
+      queue(std::make_shared<BlockingQueue<std::function<void()>>>(queueCapacity)) {}
+
+ThreadPool::~ThreadPool() {
+    Shutdown(SHUTDOWN_IMMEDIATE);
+}
+
+bool ThreadPool::SubmitTask(std::function<void()>& task) {
+    std::lock_guard<std::mutex> lock(submitMutex);
+    if (isShutdown) {
+        return false;
+    }
+    if (queueCapacity != SIZE_MAX && threadCount == 0) {
+        // Only after a refused thread start can tasks wait with no thread to run them; a full
+        // bounded queue would then block the Push below for good.
+        StartWorkerForWaitingTasks();
+    }
+    const bool queued = queue->Push(task, 0);
+    AddWorker();
+    // Strictly more than ten times warnThreads; a product beyond size_t exceeds every count.
+    const size_t threads = threadCount;
+    if (warnThreads <= SIZE_MAX / 10 && threads > warnThreads * 10) {
+        ORVIK_LOG(LOG_LEVEL_WARN, "PoolName:%s,PendingTaskNumber:%s; RunningThreadNumber:%s",
+                  name.c_str(), std::to_string(queue->Size()).c_str(),
+                  std::to_string(threads).c_str());
+    }
+    return queued;
+}
+
+bool ThreadPool::AddWorker() {
+    if (threadCount >= maxThreads) {
+        return true;
+    }
+    std::lock_guard<std::mutex> lock(workersMutex);
+    if (threadCount < maxThreads) {
+        StartWorkerLocked();
+    }
+    return true;
+}
+
+void ThreadPool::StartWorkerLocked() {
+    auto worker = std::make_shared<Worker>(name, std::weak_ptr<ThreadPool>(shared_from_this()));
+    workers.push_back(worker);
+    try {
+        worker->Start();
+    } catch (...) {
+        // A worker that never ran must not be waited for by Shutdown.
+        workers.pop_back();
+        throw;
+    }
+    ++threadCount;
+}
+
+bool ThreadPool::StartWorkerForWaitingTasks() {
+    std::lock_guard<std::mutex> lock(workersMutex);
+    if (threadCount != 0 || queue->Size() == 0) {
+        return true;
+    }
+    if (maxThreads == 0) {
+        return false;
+    }
+    StartWorkerLocked();
+    return true;
+}
+
+void ThreadPool::RunTask(const std::shared_ptr<Worker>& worker) {
+    std::function<void()> task;
+    if (!queue->Pop(task, kIdleTimeoutMs)) {
+        worker->Stop();
+        return;
+    }
+    NotifyTaskTaken();
+    try {
+        task();
+    } catch (const std::exception& error) {
+        ORVIK_LOG(LOG_LEVEL_FATAL, "task exception: %s", error.what());
+    } catch (...) {
+        // Anything else a task throws would end the process on this thread.
+        ORVIK_LOG(LOG_LEVEL_FATAL, "task exception: %s", "unknown exception");
+    }
+}
+
+bool ThreadPool::RetireWorker(const std::shared_ptr<Worker>& worker) {
+    std::lock_guard<std::mutex> lock(workersMutex);
+    // Uncounted before the queue is read: a submitter that pushed after the read sees the
+    // lower count and starts a thread, and one that pushed before it leaves a task that keeps
+    // this worker. Either way no task waits with no thread to run it.
+    --threadCount;
+    if (queue->Size() == 0) {
+        return true;
+    }
+    ++threadCount;
+    worker->Resume();
+    return false;
+}
+
+bool ThreadPool::RemoveWorker(const std::shared_ptr<Worker>& worker) {
+    std::lock_guard<std::mutex> lock(workersMutex);
+    const auto found = std::find(workers.begin(), workers.end(), worker);
+    if (found != workers.end()) {
+        workers.erase(found);
+    }
+    workersGone.notify_all();
+    return true;
+}
+
+void ThreadPool::NotifyTaskTaken() {
+    if (taskTakenWaiters == 0) {
+        return;
+    }
+    // A Wait that counted itself before the queue shrank is between its test of the queue and
+    // its sleep, or asleep: taking its lock lets it reach the sleep before the signal comes.
+    { std::lock_guard<std::mutex> lock(waitMutex); }
+    taskTaken.notify_all();
+}
+
+void ThreadPool::Wait() {
+    std::unique_lock<std::mutex> lock(waitMutex);
+    ++taskTakenWaiters;
+    taskTaken.wait(lock, [this] { return queue->Size() == 0; });
+    --taskTakenWaiters;
+}
+
+void ThreadPool::Shutdown(SHUTDOWN_METHOD method) {
+    std::lock_guard<std::mutex> submitLock(submitMutex);
+    isShutdown = true;
+    if (method == SHUTDOWN_IMMEDIATE || method == SHUTDOWN_AFTER_DRAIN) {
+        if (method == SHUTDOWN_AFTER_DRAIN) {
+            bool canDrain = false;
+            try {
+                canDrain = StartWorkerForWaitingTasks();
+            } catch (const std::exception& error) {
+                ORVIK_LOG(LOG_LEVEL_ERROR, "no thread to drain the queue: %s", error.what());
+            }
+            if (canDrain) {
+                Wait();
+            }
+        }
+        queue->Halt();
+        // Halt empties the queue without a pop: callers of Wait must hear of it all the same.
+        NotifyTaskTaken();
+    }
+
+    std::vector<std::shared_ptr<Worker>> neverAttached;  // released after the lock
+    std::unique_lock<std::mutex> workersLock(workersMutex);
+    if (weak_from_this().expired()) {
+        // No owner is left (the destructor runs): every thread that took the pool has left,
+        // since it held an owner, and the workers still listed can no longer take it. They end
+        // on their own; waiting for them would never end.
+        threadCount -= workers.size();
+        neverAttached.swap(workers);
+    }
+    workersGone.wait(workersLock, [this] { return workers.empty(); });
+}
+
+size_t ThreadPool::GetPendingTaskNumber() {
+    std::lock_guard<std::mutex> lock(workersMutex);
+    return queue->Size();
+}
+
+size_t ThreadPool::GetRunningThreadNumber() {
+    std::lock_guard<std::mutex> lock(workersMutex);
+    return threadCount;
+}
+
+std::string ThreadPool::GetName() const {
+    return name;
+}
+
+void ThreadPool::SetName(const std::string& newName) {
+    if (&newName != &name) {
+        name = newName;
+    }
+}
+
+bool ThreadPool::IsShuntDown() const {
+    return isShutdown;
+}
+
+}  // namespace orvik

@@ -1,0 +1,107 @@
+#include "common/latch.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "platform/platform.h"
+#include "support/eventually.h"
+
+namespace orvik {
+namespace {
+
+using testing::Eventually;
+using testing::Since;
+
+TEST(CountDownLatchTest, ReachingZeroReleasesAnEndlessWaitAndFurtherCountDownsChangeNothing) {
+    CountDownLatch latch(2);
+    std::thread waiter([&] { latch.Wait(0); });
+    latch.CountDown();
+    EXPECT_EQ(latch.GetCount(), 1u);
+    latch.CountDown();
+    waiter.join();
+    latch.CountDown();
+    EXPECT_EQ(latch.GetCount(), 0u);
+    latch.Wait(0);  // an open latch stays open
+
+    CountDownLatch zero(0);
+    zero.Wait(0);
+    zero.CountDown();
+    EXPECT_EQ(zero.GetCount(), 0u);
+}
+
+TEST(CountDownLatchTest, TimedWaitIsOneSleepOfMillisecondsAndReportsNothing) {
+    CountDownLatch latch(1);
+    const auto start = platform::SteadyClockNow();
+    latch.Wait(100);
+    EXPECT_GE(Since(start), std::chrono::milliseconds(100));
+    EXPECT_EQ(latch.GetCount(), 1u);
+
+    // A top bit set counts as negative: no wait at all.
+    latch.Wait(~0ull);
+    EXPECT_EQ(latch.GetCount(), 1u);
+
+    // A wait of ages ends at the release (and does not overflow the clock).
+    std::thread releaser([&] { latch.CountDown(); });
+    latch.Wait(1ull << 62);
+    releaser.join();
+    EXPECT_EQ(latch.GetCount(), 0u);
+}
+
+TEST(CountOutWakeTest, CountOutReleasesExactlyOneWaiterAndCountAllTheRest) {
+    CountOutWake gate(5);  // counts 5 plus the threads inside Wait
+    std::atomic<int> released{0};
+    auto park = [&] {
+        gate.Wait(0);
+        ++released;
+    };
+    std::thread first(park);
+    std::thread second(park);
+    ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 7; }));
+
+    gate.CountOut();
+    ASSERT_TRUE(Eventually([&] { return released == 1; }));
+    EXPECT_EQ(gate.GetCount(), 6u);
+
+    gate.CountAll();
+    first.join();
+    second.join();
+    EXPECT_EQ(released, 2);
+    EXPECT_EQ(gate.GetCount(), 5u);
+}
+
+TEST(CountOutWakeTest, EarlySingleWakeUpDoesNotOpenTheNextWait) {
+    CountOutWake gate;
+    gate.CountOut();  // nobody waits yet
+    std::atomic<bool> returned{false};
+    std::thread waiter([&] {
+        gate.Wait(0);
+        returned = true;
+    });
+    ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 1; }));
+    EXPECT_FALSE(returned);
+    gate.CountOut();
+    waiter.join();
+    EXPECT_TRUE(returned);
+}
+
+TEST(CountOutWakeTest, AfterCountAllOnlyTheEndlessWaitPassesAtOnce) {
+    CountOutWake gate;
+    gate.CountAll();
+    gate.Wait(0);
+    const auto start = platform::SteadyClockNow();
+    gate.Wait(1000000);  // nanoseconds: one millisecond
+    EXPECT_GE(Since(start), std::chrono::milliseconds(1));
+    gate.Wait(~0ull);  // negative: no wait
+
+    // The longest positive wait neither overflows the clock nor outlasts a notification.
+    std::thread waiter([&] { gate.Wait(~0ull >> 1); });
+    ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 1; }));
+    gate.CountAll();
+    waiter.join();
+}
+
+}  // namespace
+}  // namespace orvik
