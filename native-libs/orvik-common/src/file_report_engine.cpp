@@ -143,6 +143,8 @@ std::string FileReportEngine::FilePath() const {
     return filePath;
 }
 
-std::uint64_t FileReportEngine::WriteFailures() const { return writeFailures.load(); }
+std::uint64_t FileReportEngine::WriteFailures() const {
+    return writeFailures.load();
+}
 
 }  // namespace orvik

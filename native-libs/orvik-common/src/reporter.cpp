@@ -50,7 +50,9 @@ ReportEngine::~ReportEngine() = default;
 
 Reporter::Reporter() : enabled(false) {}
 
-Reporter::~Reporter() { ORVIK_LOG(LOG_LEVEL_INFO, "Reporter destructor!"); }
+Reporter::~Reporter() {
+    ORVIK_LOG(LOG_LEVEL_INFO, "Reporter destructor!");
+}
 
 Reporter& Reporter::GetInstance() {
     static Reporter instance;
@@ -95,8 +97,7 @@ void Reporter::Report(std::map<std::string, std::string> data, std::string tag) 
     data[kSdkTypeKey] = kSdkTypeValue;
     data[kSdkNameKey] = kSdkNameValue;
     // The future is dropped at once: delivery failures stay inside the task.
-    detail::reporterPool->SubmitWithFuture(&DeliverReport, engine, std::move(data),
-                                           std::move(tag));
+    detail::reporterPool->SubmitWithFuture(&DeliverReport, engine, std::move(data), std::move(tag));
 }
 
 }  // namespace orvik

@@ -2,14 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "common/latch.h"
 #include "common/path.h"
 #include "support/temp_directory.h"
 
@@ -65,9 +64,15 @@ TEST(FileReportEngineTest, HostileTextsComeOutAsParsableJson) {
     } cases[] = {
         {"plain", "plain"},
         {"\"quoted\" \\ back", "\"quoted\" \\ back"},
-        {"tab\tcr\rlf\nbell\x07" "del\x7F", "tab\tcr\rlf\nbell\x07" "del\x7F"},
+        {"tab\tcr\rlf\nbell\x07"
+         "del\x7F",
+         "tab\tcr\rlf\nbell\x07"
+         "del\x7F"},
         {withNul, withNul},
-        {"Gr\xC3\xBC\xC3\x9F" "e \xE4\xB8\x96 \xF0\x9F\x8C\x8D", "Gr\xC3\xBC\xC3\x9F" "e \xE4\xB8\x96 \xF0\x9F\x8C\x8D"},
+        {"Gr\xC3\xBC\xC3\x9F"
+         "e \xE4\xB8\x96 \xF0\x9F\x8C\x8D",
+         "Gr\xC3\xBC\xC3\x9F"
+         "e \xE4\xB8\x96 \xF0\x9F\x8C\x8D"},
         {"bad\xFF", "bad\xEF\xBF\xBD"},
         {"cut\xE4\xB8", "cut\xEF\xBF\xBD"},
         {"surrogate\xED\xA0\x80!", "surrogate\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD!"},
@@ -106,23 +111,32 @@ TEST(FileReportEngineTest, FailuresAreReportedByInitAndCountedByReport) {
     EXPECT_EQ(engine.WriteFailures(), 1u);
 }
 
+// A file engine that counts its records down, so a test can wait for their delivery.
+class CountingFileEngine : public FileReportEngine {
+public:
+    explicit CountingFileEngine(unsigned int expected) : delivered(expected) {}
+    void Report(Fields data, std::string tag) override {
+        FileReportEngine::Report(std::move(data), std::move(tag));
+        delivered.CountDown();
+    }
+    CountDownLatch delivered;
+};
+
 TEST(FileReportEngineTest, ReporterDeliversThroughTheFileEngine) {
     TempDirectory dir;
-    auto engine = std::make_shared<FileReportEngine>();
+    auto engine = std::make_shared<CountingFileEngine>(20);
     ASSERT_TRUE(SetReportEngine(engine));
     Reporter::GetInstance().Enable(true, false, "", "app", "1", "2", "3", dir.Windows("out"));
     for (int i = 0; i < 20; ++i) {
         Reporter::GetInstance().Report({{"i", std::to_string(i)}}, "tick");
     }
-    const fs::path file = dir.Native() / "out" / "app.jsonl";
-    std::vector<nlohmann::json> lines;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (lines.size() < 21 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        lines = ReadJsonLines(file);
-    }
+    engine->delivered.Wait(10000);
+    ASSERT_EQ(engine->delivered.GetCount(), 0u);
+
+    const auto lines = ReadJsonLines(dir.Native() / "out" / "app.jsonl");
     ASSERT_EQ(lines.size(), 21u);
     for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(lines[i + 1]["tag"], "tick");
         EXPECT_EQ(lines[i + 1]["fields"]["i"], std::to_string(i));
         EXPECT_EQ(lines[i + 1]["fields"]["sdk_name"], "orvik");
     }

@@ -358,10 +358,12 @@ TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsWhateverOthersWrote)
         EXPECT_TRUE(file->Append(""));
     }
     std::ifstream in(temp.Native() / "log.txt", std::ios::binary);
-    const std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string content((std::istreambuf_iterator<char>(in)),
+                              std::istreambuf_iterator<char>());
     EXPECT_EQ(content, std::string("one\0\nother\ntwo\n", 15));
 
-    EXPECT_EQ(platform::OpenAppendOnlyFile(platform::Utf8ToWide(temp.Windows("missing/x"))), nullptr);
+    EXPECT_EQ(platform::OpenAppendOnlyFile(platform::Utf8ToWide(temp.Windows("missing/x"))),
+              nullptr);
     EXPECT_EQ(platform::OpenAppendOnlyFile(L"\\\\srv\\share\\x"), nullptr);
 }
 

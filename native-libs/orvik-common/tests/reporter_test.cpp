@@ -173,7 +173,8 @@ TEST(ReporterTest, RelativeEnginePathReachesInitAbsolute) {
     const auto calls = engine->InitCalls();
     ASSERT_EQ(calls.size(), 1u);
     EXPECT_TRUE(calls[0].option);
-    const std::string expected = (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS);
+    const std::string expected =
+        (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS);
     EXPECT_EQ(calls[0].path, expected);
     EXPECT_TRUE(Path(calls[0].path).IsAbsolute());
 }

@@ -61,8 +61,7 @@ public:
     virtual void Report(std::map<std::string, std::string> data, std::string tag) = 0;
     // Makes the engine ready; true when it is. `enginePath` arrives as an absolute path.
     virtual bool Init(std::string engineName, bool engineOption, std::string engineTextA,
-                      std::string engineTextB, std::string engineTextC,
-                      std::string enginePath) = 0;
+                      std::string engineTextB, std::string engineTextC, std::string enginePath) = 0;
 };
 
 // Installs the engine that Reporter holds. False, changing nothing, for an empty pointer or once
