@@ -9,4 +9,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 bash "$root/scripts/install-deps.sh"
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build "$build" -j "$jobs" --target orvik-demo
-"$build/examples/orvik-demo" "$@"
+# The demo writes its files under the build folder: relative paths resolve against the working
+# directory, as on Windows.
+cd "$build"
+./examples/orvik-demo "${1:-demo-output}"

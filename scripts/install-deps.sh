@@ -3,7 +3,7 @@
 # run its tests. Packages already present are left alone; nothing is downloaded otherwise.
 set -euo pipefail
 
-packages=(cmake g++ make pkg-config libssl-dev libgtest-dev libbenchmark-dev binutils)
+packages=(cmake g++ make pkg-config libssl-dev libgtest-dev libbenchmark-dev binutils nlohmann-json3-dev)
 
 missing=()
 for package in "${packages[@]}"; do

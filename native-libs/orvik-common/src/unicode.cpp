@@ -10,9 +10,8 @@ bool IsSurrogate(char32_t c) {
     return c >= 0xD800 && c <= 0xDFFF;
 }
 
-// Decodes the sequence at in[i], advancing i past it. On malformed input it advances past the
-// maximal invalid subsequence (at least one byte) and returns false, so that a caller that
-// replaces gets one U+FFFD per invalid run, as the Unicode recommendation has it.
+}  // namespace
+
 bool DecodeUtf8(std::string_view in, std::size_t& i, char32_t& out) {
     const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(in[at]); };
     const unsigned char lead = byte(i);
@@ -65,6 +64,8 @@ bool DecodeUtf8(std::string_view in, std::size_t& i, char32_t& out) {
     out = value;
     return true;
 }
+
+namespace {
 
 void EncodeUtf8(char32_t c, std::string& out) {
     if (c < 0x80) {

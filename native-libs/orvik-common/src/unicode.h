@@ -19,6 +19,11 @@ namespace orvik::detail {
 
 enum class Invalid { kFail, kReplace };
 
+// Decodes the UTF-8 sequence at in[i] into `out` and moves `i` behind it. On an invalid
+// sequence it returns false and moves `i` behind the maximal invalid subsequence (at least one
+// byte), so that a caller replacing it gets one U+FFFD per invalid run. Requires i < in.size().
+bool DecodeUtf8(std::string_view in, std::size_t& i, char32_t& out);
+
 bool Utf8ToUtf32(std::string_view in, std::u32string& out, Invalid invalid);
 bool Utf32ToUtf8(std::u32string_view in, std::string& out, Invalid invalid);
 bool Utf8ToUtf16(std::string_view in, std::u16string& out, Invalid invalid);

@@ -339,5 +339,33 @@ TEST(PlatformEnvironmentTest, MalformedNamesAndValuesAreRefused) {
     EXPECT_FALSE(platform::SetEnvironmentVariable(L"ORVIK_PLATFORM_ENV", std::wstring(L"a\0b", 3)));
 }
 
+// ---- Appending files --------------------------------------------------------------------------
+
+TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsWhateverOthersWrote) {
+    testing::TempDirectory temp;
+    const std::wstring path = platform::Utf8ToWide(temp.Windows("log.txt"));
+    {
+        auto file = platform::OpenAppendOnlyFile(path);
+        ASSERT_NE(file, nullptr);
+        EXPECT_TRUE(file->Append(std::string("one\0\n", 5)));
+        EXPECT_TRUE(file->SyncToDisk());
+    }
+    std::ofstream(temp.Native() / "log.txt", std::ios::app) << "other\n";
+    {
+        auto file = platform::OpenAppendOnlyFile(path);
+        ASSERT_NE(file, nullptr);
+        EXPECT_TRUE(file->Append("two\n"));
+        EXPECT_TRUE(file->Append(""));
+    }
+    std::ifstream in(temp.Native() / "log.txt", std::ios::binary);
+    const std::string content((std::istreambuf_iterator<char>(in)),
+                              std::istreambuf_iterator<char>());
+    EXPECT_EQ(content, std::string("one\0\nother\ntwo\n", 15));
+
+    EXPECT_EQ(platform::OpenAppendOnlyFile(platform::Utf8ToWide(temp.Windows("missing/x"))),
+              nullptr);
+    EXPECT_EQ(platform::OpenAppendOnlyFile(L"\\\\srv\\share\\x"), nullptr);
+}
+
 }  // namespace
 }  // namespace orvik

@@ -27,6 +27,8 @@
 #include "common/token_bucket_speed_limiter.h"
 
 // Reporting
+#include "common/file_report_engine.h"
+#include "common/reporter.h"
 
 // Platform helpers
 #include "common/encrypt_utils.h"

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <ctime>
 #include <fstream>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -157,6 +158,20 @@ bool RemoveFileNarrow(const std::string& path);
 // nothing leaves the stream closed.
 bool OpenFileStream(std::ifstream& stream, const std::wstring& path, std::ios_base::openmode mode);
 bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_base::openmode mode);
+
+// A file open for appending: every write lands at its end, also when other writers append too.
+// One owner writes at a time.
+class AppendOnlyFile {
+public:
+    virtual ~AppendOnlyFile() = default;
+    // Writes all of `bytes` at the end of the file; false if any part could not be written.
+    virtual bool Append(std::string_view bytes) = 0;
+    // Makes everything written so far reach the storage device; false on failure.
+    virtual bool SyncToDisk() = 0;
+};
+
+// Opens `path` for appending, creating the file if it is missing. Null when it cannot be opened.
+std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path);
 
 // ---------------------------------------------------------------------------------------------
 // Text conversion

@@ -1,6 +1,7 @@
 // The file system on POSIX systems, presented as Windows presents its own: one drive "C:"
 // rooted at "/", reached by Windows path text. Every call goes through PosixPathOf, the one
 // place that reads that text.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -284,6 +285,50 @@ bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_ba
         stream.open(*posix, mode);
     }
     return stream.is_open();
+}
+
+namespace {
+
+class PosixAppendOnlyFile : public AppendOnlyFile {
+public:
+    explicit PosixAppendOnlyFile(int descriptor) : descriptor_(descriptor) {}
+    ~PosixAppendOnlyFile() override { ::close(descriptor_); }
+    PosixAppendOnlyFile(const PosixAppendOnlyFile&) = delete;
+    PosixAppendOnlyFile& operator=(const PosixAppendOnlyFile&) = delete;
+
+    bool Append(std::string_view bytes) override {
+        // write() may take less than asked, or be interrupted; O_APPEND puts each part at the end.
+        while (!bytes.empty()) {
+            const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+            if (written < 0) {
+                if (errno == EINTR) {
+                    continue;
+                }
+                return false;
+            }
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        }
+        return true;
+    }
+
+    bool SyncToDisk() override { return ::fsync(descriptor_) == 0; }
+
+private:
+    const int descriptor_;
+};
+
+}  // namespace
+
+std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path) {
+    const std::optional<std::string> posix = PosixPathOf(path);
+    if (!posix) {
+        return nullptr;
+    }
+    const int descriptor = ::open(posix->c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    return std::make_unique<PosixAppendOnlyFile>(descriptor);
 }
 
 }  // namespace orvik::platform
