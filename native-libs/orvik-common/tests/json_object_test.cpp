@@ -31,8 +31,7 @@ TEST(JsonObjectTest, EachOverloadAddsOnlyWhenItsOwnTestPasses) {
                  {"A", "ab", false},   {"abc", "ABC", false}, {"v", "", true},
                  {nullptr, "", false}, {"v", nullptr, false}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::string(c.value ? c.value : "null") + " / " +
-                     (c.defaultValue ? c.defaultValue : "null"));
+        SCOPED_TRACE(&c - cases);
         JsonObject one;
         one.AddNodeIfNeed("k", c.value, c.defaultValue);
         EXPECT_EQ(one.ToString(), c.added ? "{\"k\":\"" + std::string(c.value) + "\"}" : "{}");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace orvik {
 namespace {
@@ -41,7 +42,17 @@ TEST(OvStringTest, CopiesAreDeepAndSelfAssignmentKeepsTheText) {
     s = "two";
     EXPECT_STREQ(copy.Cstr(), "cdef");
     EXPECT_TRUE(copy != s && !(OvString("a") == OvString("A")));
-    EXPECT_TRUE(OvString("ab\0cd") == OvString("ab")) << "text behind a zero byte is invisible";
+
+    // OvStringPair's moves copy both texts and leave the source as it was.
+    OvStringPair pair, moved;
+    pair.first = "key";
+    pair.second = "value";
+    moved = std::move(pair);
+    OvStringPair copied(std::move(moved));
+    for (OvStringPair* each : {&pair, &moved, &copied}) {
+        EXPECT_STREQ(each->first.Cstr(), "key");
+        EXPECT_STREQ(each->second.Cstr(), "value");
+    }
 }
 
 TEST(OvStringTest, PlainStringsAreCutAtTheLimit) {

@@ -10,13 +10,8 @@
 namespace orvik::testing {
 
 // Holds the wall clock at 2024-07-22 19:58:48.007 local time.
-class FixedLogTime {
-public:
-    FixedLogTime()
-        : clock_(FakeClock::AtMillis(FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
-
-private:
-    FakeClock clock_;
+struct FixedLogTime : FakeClock {
+    FixedLogTime() : FakeClock(AtMillis(LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
 };
 
 // The console line written by `func` in `file` (relative to native-libs/orvik-common), with
