@@ -1,12 +1,5 @@
-// Checks the log lines that the library's own modules write, byte for byte except for the
-// source line number, which moves with every edit of the source.
-//
-//   testing::FixedLogTime time;            // every line reads 2024-07-22 19:58:48.7
-//   testing::ConsoleCapture console;
-//   ...code under test...
-//   EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
-//             testing::LibraryLine("WARN", "src/string_utils.cpp",
-//                                  "orvik::StringUtils::StrTollInt", "StrTollInt invalid"));
+// Checks the library's own log lines byte for byte, except for the source line number, which
+// moves with every edit: MaskLineNumbers(console.Text()) == LibraryLine(...) under FixedLogTime.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
 #define ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
 
@@ -16,18 +9,13 @@
 
 namespace orvik::testing {
 
-// Holds the wall clock at 7 ms into 2024-07-22 19:58:48 local time.
-class FixedLogTime {
-public:
-    FixedLogTime()
-        : clock_(FakeClock::AtMillis(FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
-
-private:
-    FakeClock clock_;
+// Holds the wall clock at 2024-07-22 19:58:48.007 local time.
+struct FixedLogTime : FakeClock {
+    FixedLogTime() : FakeClock(AtMillis(LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
 };
 
-// The console line of a library log site in `file` (relative to native-libs/orvik-common),
-// with "#" in place of its line number, as MaskLineNumbers leaves it.
+// The console line written by `func` in `file` (relative to native-libs/orvik-common), with
+// "#" for its line number.
 inline std::string LibraryLine(const std::string& level, const std::string& file,
                                const std::string& func, const std::string& message) {
     return "OV_LOG:[" + level + "][2024-07-22 19:58:48.7][" + level +
