@@ -95,48 +95,37 @@ TEST_F(LogTest, LineOf2047BytesArrivesWholeAndLongerLinesArriveEmpty) {
 
 TEST_F(LogTest, SwitchGateAndCallbackDecideWhoReceivesEachEntrance) {
     Log& log = Log::GetInstance();
-    ConsoleCapture console;
-    log.DoLog(LOG_LEVEL_INFO, "f", 1, "fn", "at threshold");
-    log.SetLevel(LOG_LEVEL_DEBUG);  // stored as INFO
-    log.DoLog(LOG_LEVEL_DEBUG, "f", 1, "fn", "debug");
-    log.DoLog(LOG_LEVEL_DEBUG, "finished debug line");
     log.SetLoggerCallback(&RecordCallback);
-    log.DoLog(LOG_LEVEL_ERROR, "f", 1, "fn", "plain");  // the plain form never feeds the callback
-    EXPECT_EQ(console.Text(), "OV_LOG:[INFO]" + Line("INFO", "at threshold") + "\nOV_LOG:[ERROR]" +
-                                  Line("ERROR", "plain") + "\n");
-    EXPECT_TRUE(calls.empty());
-
-    // Switched off, only the callback of the tagged form still receives, at every level.
-    console.Clear();
-    log.SetLogEnabled(false);
-    log.DoLog(LOG_LEVEL_VERBOSE, "t", "f", 1, "fn", "v");
-    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "x");
-    log.DoLog(LOG_LEVEL_FATAL, "f", 1, "fn", "plain while off");
-    log.DoLog(LOG_LEVEL_FATAL, "text while off");
-    EXPECT_EQ(console.Text(), "");
-    EXPECT_EQ(calls, (Lines{"0|t|" + Line("VERBOSE", "v"), "5|t|" + Line("FATAL", "x")}));
-
-    log.SetLogEnabled(true);
-    log.DoLog(LOG_LEVEL_ERROR, "finished line");
-    EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]finished line\n");
-}
-
-TEST_F(LogTest, LevelTableGivesNameHostLevelAndConsolePrefix) {
-    Log::GetInstance().SetLoggerCallback(&RecordCallback);
+    log.SetLevel(LOG_LEVEL_DEBUG);  // stored as INFO
     ConsoleCapture console;
     for (int level : {0, 1, 2, 3, 4, 5, -1, 9}) {
-        Log::GetInstance().DoLog(static_cast<LOG_LEVEL>(level), "t", "f", 1, "fn", "m");
+        log.DoLog(static_cast<LOG_LEVEL>(level), "t", "f", 1, "fn", "m");
     }
+    log.DoLog(LOG_LEVEL_ERROR, "f", 1, "fn", "plain");  // the plain form never feeds the callback
+    log.DoLog(LOG_LEVEL_DEBUG, "f", 1, "fn", "plain");
+    log.DoLog(LOG_LEVEL_DEBUG, "finished debug line");
     EXPECT_EQ(calls, (Lines{"5|t|" + Line("FATAL", "m"), "4|t|" + Line("ERROR", "m"),
                             "3|t|" + Line("WARN", "m"), "2|t|" + Line("INFO", "m"),
                             "1|t|" + Line("DEBUG", "m"), "0|t|" + Line("VERBOSE", "m"),
                             "0|t|" + Line("", "m"), "0|t|" + Line("", "m")}));
-    // The console gets the levels down to the default threshold INFO, and never -1.
-    std::string written;
+    std::string written;  // down to the threshold, and never -1
     for (std::string name : {"FATAL", "ERROR", "WARN", "INFO"}) {
         written += "OV_LOG:[" + name + "]" + Line(name, "m") + "\n";
     }
-    EXPECT_EQ(console.Text(), written);
+    EXPECT_EQ(console.Text(), written + "OV_LOG:[ERROR]" + Line("ERROR", "plain") + "\n");
+
+    // Switched off, only the callback of the tagged form still receives.
+    console.Clear();
+    calls.clear();
+    log.SetLogEnabled(false);
+    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "x");
+    log.DoLog(LOG_LEVEL_FATAL, "f", 1, "fn", "plain while off");
+    log.DoLog(LOG_LEVEL_FATAL, "text while off");
+    EXPECT_EQ(console.Text(), "");
+    EXPECT_EQ(calls, Lines{"5|t|" + Line("FATAL", "x")});
+    log.SetLogEnabled(true);
+    log.DoLog(LOG_LEVEL_ERROR, "finished line");
+    EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]finished line\n");
 }
 
 TEST_F(LogTest, OvLogThresholdComesFromGetterOnlyWithBothSinkAndGetter) {

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -20,67 +21,54 @@ namespace {
 using testing::ConsoleCapture;
 using Fields = std::map<std::string, std::string>;
 
-// An engine that records what reaches it, and from which thread.
+// Records (tag, fields) of each report and the threads they came on; Init answers from
+// `initResults`, then true.
 class RecordingEngine : public ReportEngine {
 public:
-    struct Delivery {
-        Fields data;
-        std::string tag;
-        std::thread::id thread;
-    };
-    struct InitCall {
-        std::string name;
-        bool option;
-        std::string path;
-    };
-
     void Report(Fields data, std::string tag) override {
         std::lock_guard<std::mutex> lock(mutex_);
-        deliveries_.push_back({std::move(data), std::move(tag), std::this_thread::get_id()});
+        deliveries_.push_back({tag, std::move(data)});
+        threads.insert(std::this_thread::get_id());
         delivered_.notify_all();
-        if (throwOnTag_ == deliveries_.back().tag) {
+        if (tag == throwOnTag) {
             throw std::runtime_error("engine failed");
         }
     }
-    bool Init(std::string name, bool option, std::string, std::string, std::string,
+    bool Init(std::string, bool option, std::string, std::string, std::string,
               std::string path) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        initCalls_.push_back({name, option, path});
-        return initResults_.empty() ? true : NextInitResult();
+        initPaths.push_back(path + (option ? " (option)" : ""));
+        return initPaths.size() > initResults.size() || initResults[initPaths.size() - 1];
     }
 
-    void QueueInitResults(std::vector<bool> results) { initResults_ = std::move(results); }
-    void ThrowOnTag(std::string tag) { throwOnTag_ = std::move(tag); }
-
-    // The first `count` deliveries, waiting for them up to a generous deadline.
-    std::vector<Delivery> WaitForDeliveries(std::size_t count) {
+    // The first `count` deliveries, waited for up to a generous deadline.
+    std::vector<std::pair<std::string, Fields>> Await(std::size_t count) {
         std::unique_lock<std::mutex> lock(mutex_);
         delivered_.wait_for(lock, std::chrono::seconds(10),
                             [&] { return deliveries_.size() >= count; });
         return deliveries_;
     }
-    std::vector<InitCall> InitCalls() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return initCalls_;
-    }
+
+    std::vector<bool> initResults;
+    std::string throwOnTag;
+    std::vector<std::string> initPaths;  // Init runs on the thread that calls Enable
+    std::set<std::thread::id> threads;   // read once the reports are awaited
 
 private:
-    bool NextInitResult() {
-        const bool result = initResults_.front();
-        initResults_.erase(initResults_.begin());
-        return result;
-    }
-
     std::mutex mutex_;
     std::condition_variable delivered_;
-    std::vector<Delivery> deliveries_;
-    std::vector<InitCall> initCalls_;
-    std::vector<bool> initResults_;
-    std::string throwOnTag_;
+    std::vector<std::pair<std::string, Fields>> deliveries_;
 };
 
-void EnableWith(const std::string& name, const std::string& path = "reports") {
-    Reporter::GetInstance().Enable(true, true, "stored", name, "a", "b", "c", path);
+std::shared_ptr<RecordingEngine> Install() {
+    auto engine = std::make_shared<RecordingEngine>();
+    EXPECT_TRUE(SetReportEngine(engine));
+    return engine;
+}
+void Enable(bool enable, const std::string& name, const std::string& path = "reports") {
+    Reporter::GetInstance().Enable(enable, true, "stored", name, "a", "b", "c", path);
+}
+void Report(const std::string& tag, Fields data = {}) {
+    Reporter::GetInstance().Report(std::move(data), tag);
 }
 
 TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
@@ -90,7 +78,6 @@ TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
     data.AddReportInfo("kept", std::string());
     data.AddReportInfo("last", "x");
     data.AddReportInfo("last", "y");
-    data.AddReportInfo("n", 42LL);
     data.AddReportInfo("zero", 0LL);
     data.AddReportInfo("negative", -1LL);
     data.AddReportInfo("replaced", "text");
@@ -98,116 +85,82 @@ TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
     data.AddReportInfo("", "empty key");
     EXPECT_EQ(data.GetReportData(), (Fields{{"kept", "x"},
                                             {"last", "y"},
-                                            {"n", "42"},
                                             {"zero", "0"},
                                             {"negative", "0"},
                                             {"replaced", "7"},
                                             {"", "empty key"}}));
 }
 
-TEST(ReporterTest, ReportsBeforeEnableOrWithoutEngineAreDroppedSilently) {
-    auto engine = std::make_shared<RecordingEngine>();
+TEST(ReporterTest, ReportsBeforeASuccessfulInitAreDroppedSilently) {
     ConsoleCapture console;
     Reporter::GetInstance().Enable(true, false, "s", "no-engine", "", "", "", "x");
-    Reporter::GetInstance().Report({{"k", "v"}}, "dropped-without-engine");
-    ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Report({{"k", "v"}}, "dropped-before-enable");
-    EnableWith("rec");
-    Reporter::GetInstance().Report({}, "delivered");
-
-    const auto deliveries = engine->WaitForDeliveries(1);
+    Report("dropped without engine");
+    auto engine = Install();
+    engine->initResults = {false};
+    Report("dropped before enable");
+    Enable(true, "try");
+    Report("dropped after a failed init");
+    EXPECT_EQ(console.Text(), "");
+    Enable(true, "try");
+    Report("delivered");
+    EXPECT_EQ(engine->initPaths.size(), 2u);
+    const auto deliveries = engine->Await(1);
     ASSERT_EQ(deliveries.size(), 1u);
-    EXPECT_EQ(deliveries[0].tag, "delivered");
-    EXPECT_EQ(console.Text().find("no-engine"), std::string::npos);
+    EXPECT_EQ(deliveries[0].first, "delivered");
 }
 
-TEST(ReporterTest, InitRunsOnceAndItsLineIsWrittenOnce) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
+// Init runs once and logs its line once; Enable(false) neither runs it nor disables.
+TEST(ReporterTest, InitRunsOnceAndEnableFalseNeverDisables) {
+    auto engine = Install();
     ConsoleCapture console;
-    EnableWith("first");
-    EnableWith("second");
-    EXPECT_EQ(engine->InitCalls().size(), 1u);
-    const std::string text = console.Text();
-    EXPECT_NE(text.find("[orvik::Reporter::Enable] ReportEngine Init ok first\n"),
+    Enable(false, "off");
+    EXPECT_TRUE(engine->initPaths.empty());
+    Enable(true, "first");
+    Enable(true, "second");
+    Enable(false, "off");
+    EXPECT_EQ(engine->initPaths.size(), 1u);
+    EXPECT_EQ(console.Text().find("Init ok second"), std::string::npos);
+    EXPECT_NE(console.Text().find("[orvik::Reporter::Enable] ReportEngine Init ok first\n"),
               std::string::npos)
-        << text;
-    EXPECT_EQ(text.find("Init ok second"), std::string::npos);
-
+        << console.Text();
+    Report("still delivered");
+    EXPECT_EQ(engine->Await(1).size(), 1u);
     // Once enabled, the engine can no longer be replaced.
     EXPECT_FALSE(SetReportEngine(std::make_shared<RecordingEngine>()));
     EXPECT_FALSE(SetReportEngine(nullptr));
 }
 
-TEST(ReporterTest, FailedInitIsRetriedByTheNextEnable) {
-    auto engine = std::make_shared<RecordingEngine>();
-    engine->QueueInitResults({false, true});
-    ASSERT_TRUE(SetReportEngine(engine));
-    ConsoleCapture console;
-    EnableWith("try");
-    Reporter::GetInstance().Report({}, "lost");
-    EXPECT_EQ(console.Text(), "");
-    EnableWith("try");
-    Reporter::GetInstance().Report({}, "kept");
-    EXPECT_EQ(engine->InitCalls().size(), 2u);
-    const auto deliveries = engine->WaitForDeliveries(1);
-    ASSERT_EQ(deliveries.size(), 1u);
-    EXPECT_EQ(deliveries[0].tag, "kept");
-}
-
-TEST(ReporterTest, EnableFalseNeverDisables) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Enable(false, true, "s", "off", "", "", "", "x");
-    EXPECT_TRUE(engine->InitCalls().empty());
-    EnableWith("on");
-    Reporter::GetInstance().Enable(false, true, "s", "off", "", "", "", "x");
-    Reporter::GetInstance().Report({}, "still delivered");
-    EXPECT_EQ(engine->WaitForDeliveries(1).size(), 1u);
-}
-
-TEST(ReporterTest, RelativeEnginePathReachesInitAbsolute) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("abs", "logs/../reports/./today");
-    const auto calls = engine->InitCalls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_TRUE(calls[0].option);
-    const std::string expected =
-        (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS);
-    EXPECT_EQ(calls[0].path, expected);
-    EXPECT_TRUE(Path(calls[0].path).IsAbsolute());
-}
-
-TEST(ReporterTest, ReservedFieldsAreStampedOverTheCallersValues) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("stamp");
-    Reporter::GetInstance().Report({}, "empty");
-    Reporter::GetInstance().Report({{"sdk_name", "other"}, {"sdk_type", "x"}, {"k", "v"}}, "own");
-    const auto deliveries = engine->WaitForDeliveries(2);
+TEST(ReporterTest, EngineGetsAnAbsolutePathAndStampedReservedFields) {
+    auto engine = Install();
+    Enable(true, "abs", "logs/../reports/./today");
+    EXPECT_EQ(
+        engine->initPaths,
+        std::vector<std::string>{
+            (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS) + " (option)"});
+    Report("empty");
+    Report("own", {{"sdk_name", "other"}, {"sdk_type", "x"}, {"k", "v"}});
+    const auto deliveries = engine->Await(2);
     ASSERT_EQ(deliveries.size(), 2u);
-    EXPECT_EQ(deliveries[0].data, (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}}));
-    EXPECT_EQ(deliveries[1].data,
+    EXPECT_EQ(deliveries[0].second, (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}}));
+    EXPECT_EQ(deliveries[1].second,
               (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"k", "v"}}));
 }
 
 TEST(ReporterTest, ReportsArriveInOrderOnOneOtherThreadAndSurviveAThrowingEngine) {
-    auto engine = std::make_shared<RecordingEngine>();
-    engine->ThrowOnTag("1");
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("order");
+    auto engine = Install();
+    engine->throwOnTag = "1";
+    Enable(true, "order");
     ConsoleCapture console;
     for (int i = 0; i < 50; ++i) {
-        Reporter::GetInstance().Report({{"i", std::to_string(i)}}, std::to_string(i));
+        Report(std::to_string(i));
     }
-    const auto deliveries = engine->WaitForDeliveries(50);
+    const auto deliveries = engine->Await(50);
     ASSERT_EQ(deliveries.size(), 50u);
     for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(deliveries[i].tag, std::to_string(i));
-        EXPECT_EQ(deliveries[i].thread, deliveries[0].thread);
+        EXPECT_EQ(deliveries[i].first, std::to_string(i));
     }
-    EXPECT_NE(deliveries[0].thread, std::this_thread::get_id());
+    ASSERT_EQ(engine->threads.size(), 1u);
+    EXPECT_NE(*engine->threads.begin(), std::this_thread::get_id());
     EXPECT_EQ(console.Text(), "") << "a throwing engine is silent";
 }
 
