@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <set>
@@ -80,8 +81,7 @@ TEST(EncryptUtilsTest, RandomByteFillsTheBuffer) {
     unsigned char first[32] = {}, second[32] = {};
     EXPECT_EQ(EncryptUtils::RandomByte(first, sizeof first), 1);
     EXPECT_EQ(EncryptUtils::RandomByte(second, sizeof second), 1);
-    EXPECT_NE(std::vector<unsigned char>(first, first + 32),
-              std::vector<unsigned char>(second, second + 32));
+    EXPECT_NE(std::memcmp(first, second, sizeof first), 0);
     EXPECT_EQ(EncryptUtils::RandomByte(first, 0), 1);
     EXPECT_NE(EncryptUtils::RandomByte(first, -1), 1);
 }

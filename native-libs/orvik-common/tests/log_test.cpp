@@ -143,23 +143,22 @@ TEST_F(LogTest, OvLogThresholdComesFromGetterOnlyWithBothSinkAndGetter) {
     EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]" + Line("FATAL", "passes") + "\n");
 }
 
-class BracketLogger : public Logger {
+// Writes the bare format, so its lines show where it was used.
+class FormatLogger : public Logger {
 public:
     void VFormat(LOG_LEVEL, std::string& out, const char*, int, const char*, const char* fmt,
-                 va_list args) override {
-        char text[64];
-        std::vsnprintf(text, sizeof text, fmt, args);
-        out = std::string("<") + text + ">";
+                 va_list) override {
+        out = fmt;
     }
 };
 
 TEST_F(LogTest, DerivedLoggerChangesDoLogButNotOvLog) {
-    Log::GetInstance().SetLogger(std::make_unique<BracketLogger>());
+    Log::GetInstance().SetLogger(std::make_unique<FormatLogger>());
     ConsoleCapture console;
     Log::GetInstance().DoLog(LOG_LEVEL_WARN, "f", 1, "fn", "n=%d", 5);
     Log::GetInstance().DoLog(LOG_LEVEL_WARN, "t", "f", 1, "fn", "tagged");
     OvLog(LOG_LEVEL_WARN, kSink, nullptr, "f", 1, "fn", "ov");
-    EXPECT_EQ(console.Text(), "OV_LOG:[WARN]<n=5>\nOV_LOG:[WARN]<tagged>\n");
+    EXPECT_EQ(console.Text(), "OV_LOG:[WARN]n=%d\nOV_LOG:[WARN]tagged\n");
     EXPECT_EQ(sunk, Lines{Line("WARN", "ov")});
 }
 
