@@ -128,21 +128,6 @@ TEST_F(LogTest, SwitchGateAndCallbackDecideWhoReceivesEachEntrance) {
     EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]finished line\n");
 }
 
-TEST_F(LogTest, OvLogThresholdComesFromGetterOnlyWithBothSinkAndGetter) {
-    Log::GetInstance().SetLevel(LOG_LEVEL_FATAL);
-    OvLog(LOG_LEVEL_INFO, kSink, nullptr, "f", 1, "fn", "info");
-    OvLog(LOG_LEVEL_DEBUG, kSink, nullptr, "f", 1, "fn", "debug");
-    OvLog(LOG_LEVEL_VERBOSE, kSink, kVerbose, "f", 1, "fn", "verbose");
-    OvLog(LOG_LEVEL_ERROR, kSink, kFatal, "f", 1, "fn", "error");
-    EXPECT_EQ(sunk, (Lines{Line("INFO", "info"), Line("VERBOSE", "verbose")}));
-
-    // With no sink the line goes to Log's text form, which applies Log's gate once more.
-    ConsoleCapture console;
-    OvLog(LOG_LEVEL_INFO, nullptr, kVerbose, "f", 1, "fn", "stopped by Log");
-    OvLog(LOG_LEVEL_FATAL, nullptr, nullptr, "f", 1, "fn", "passes");
-    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]" + Line("FATAL", "passes") + "\n");
-}
-
 // Writes the bare format, so its lines show where it was used.
 class FormatLogger : public Logger {
 public:
@@ -152,14 +137,28 @@ public:
     }
 };
 
-TEST_F(LogTest, DerivedLoggerChangesDoLogButNotOvLog) {
-    Log::GetInstance().SetLogger(std::make_unique<FormatLogger>());
+// A derived Logger changes the two formatting DoLog forms only. OvLog keeps the standard line
+// and takes its threshold from the getter only when it has both sink and getter, else INFO.
+TEST_F(LogTest, OvLogIgnoresLogsLoggerAndThreshold) {
+    Log& log = Log::GetInstance();
+    log.SetLogger(std::make_unique<FormatLogger>());
+    log.SetLevel(LOG_LEVEL_FATAL);
     ConsoleCapture console;
-    Log::GetInstance().DoLog(LOG_LEVEL_WARN, "f", 1, "fn", "n=%d", 5);
-    Log::GetInstance().DoLog(LOG_LEVEL_WARN, "t", "f", 1, "fn", "tagged");
-    OvLog(LOG_LEVEL_WARN, kSink, nullptr, "f", 1, "fn", "ov");
-    EXPECT_EQ(console.Text(), "OV_LOG:[WARN]n=%d\nOV_LOG:[WARN]tagged\n");
-    EXPECT_EQ(sunk, Lines{Line("WARN", "ov")});
+    log.DoLog(LOG_LEVEL_FATAL, "f", 1, "fn", "n=%d", 5);
+    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "tagged");
+    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]n=%d\nOV_LOG:[FATAL]tagged\n");
+
+    OvLog(LOG_LEVEL_INFO, kSink, nullptr, "f", 1, "fn", "info");
+    OvLog(LOG_LEVEL_DEBUG, kSink, nullptr, "f", 1, "fn", "debug");
+    OvLog(LOG_LEVEL_VERBOSE, kSink, kVerbose, "f", 1, "fn", "verbose");
+    OvLog(LOG_LEVEL_ERROR, kSink, kFatal, "f", 1, "fn", "error");
+    EXPECT_EQ(sunk, (Lines{Line("INFO", "info"), Line("VERBOSE", "verbose")}));
+
+    // With no sink the line goes to Log's text form, which applies Log's gate once more.
+    console.Clear();
+    OvLog(LOG_LEVEL_INFO, nullptr, kVerbose, "f", 1, "fn", "stopped by Log");
+    OvLog(LOG_LEVEL_FATAL, nullptr, nullptr, "f", 1, "fn", "passes");
+    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]" + Line("FATAL", "passes") + "\n");
 }
 
 TEST_F(LogTest, LibraryLogSitesNameTheirQualifiedFunctionAndRelativeFile) {
