@@ -41,13 +41,10 @@ TEST(EncryptUtilsTest, Base64EncodesTheStandardVectorsIntoExactlyTheSizeItAsksFo
     }
 }
 
-TEST(EncryptUtilsTest, Base64EncodeOutLenCountsTheNulAndReportsOverflowAsZero) {
+// Small lengths are checked with the vectors above.
+TEST(EncryptUtilsTest, Base64EncodeOutLenReportsOverflowAsZero) {
     constexpr size_t kMax = std::numeric_limits<size_t>::max();
     constexpr size_t kLargest = (kMax / 4) * 3;  // the largest length whose size fits: kMax - 2
-    const size_t small[] = {1, 5, 5, 5, 9, 9, 9, 13};  // for 0 to 7 bytes
-    for (size_t srcLen = 0; srcLen < std::size(small); ++srcLen) {
-        EXPECT_EQ(EncryptUtils::Base64EncodeOutLen(nullptr, srcLen), small[srcLen]) << srcLen;
-    }
     EXPECT_EQ(EncryptUtils::Base64EncodeOutLen(nullptr, kLargest), kMax - 2);
     EXPECT_EQ(EncryptUtils::Base64EncodeOutLen(nullptr, kLargest + 1), 0u);
     EXPECT_EQ(EncryptUtils::Base64EncodeOutLen(nullptr, kMax - 2), 0u);

@@ -31,15 +31,10 @@ int Threshold() {
 }
 
 TEST(NetworkGlobalOptionTest, SetOrvikLogMapsEachPriorityToItsThreshold) {
-    const int thresholds[][2] = {{LOG_PRIORITY_VERBOSE, 3},
-                                 {LOG_PRIORITY_DEBUG, 3},
-                                 {LOG_PRIORITY_INFO, 3},
-                                 {LOG_PRIORITY_WARN, 2},
-                                 {LOG_PRIORITY_ERROR, 1},
-                                 {LOG_PRIORITY_FATAL, 0},
-                                 {6, 0},
-                                 {-1, 0}};
-    for (const auto& [priority, threshold] : thresholds) {
+    // For the priorities -1 (out of range), VERBOSE (0) ... FATAL (5), 6 (out of range).
+    const int thresholds[] = {0, 3, 3, 3, 2, 1, 0, 0};
+    for (int priority = -1; priority <= 6; ++priority) {
+        const int threshold = thresholds[priority + 1];
         SCOPED_TRACE(priority);
         // Only the first SetOrvikLog of a process counts, so each case runs in a child process.
         EXPECT_EXIT(
