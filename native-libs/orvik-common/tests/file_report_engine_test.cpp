@@ -37,7 +37,7 @@ TEST(FileReportEngineTest, LinesParseBackToTheHostileTextsGiven) {
     const std::string fffd = "\xEF\xBF\xBD";
     const std::pair<std::string, std::string> cases[] = {
         {"\"quoted\" \\ back", "\"quoted\" \\ back"},
-        {"tab\tcr\rlf\nbell\x07\x7F", "tab\tcr\rlf\nbell\x07\x7F"},
+        {"tab\tcr\rlf\nbell\x07\x1F\x7F", "tab\tcr\rlf\nbell\x07\x1F\x7F"},
         {{"a\0b", 3}, {"a\0b", 3}},
         {"Gr\xC3\xBC\xC3\x9F \xE4\xB8\x96 \xF0\x9F\x8C\x8D",
          "Gr\xC3\xBC\xC3\x9F \xE4\xB8\x96 \xF0\x9F\x8C\x8D"},
