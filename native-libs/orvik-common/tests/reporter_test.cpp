@@ -93,41 +93,31 @@ TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
                                             {"", "empty key"}}));
 }
 
-TEST(ReporterTest, ReportsBeforeASuccessfulInitAreDroppedSilently) {
+// Reports are dropped silently until an Init succeeds; Init then never runs again, its line is
+// logged once, Enable(false) does not disable, and the engine can no longer be replaced.
+TEST(ReporterTest, ReportsFlowOnlyAfterTheFirstSuccessfulInit) {
+    testing::FixedLogTime time;
     ConsoleCapture console;
     Reporter::GetInstance().Enable(true, false, "s", "no-engine", "", "", "", "x");
     Report("dropped without engine");
     auto engine = Install();
     engine->failedInits = 1;
+    Enable(false, "off");
     Report("dropped before enable");
-    Enable(true, "try");
+    Enable(true, "fails");
     Report("dropped after a failed init");
     EXPECT_EQ(console.Text(), "");
-    Enable(true, "try");
-    Report("delivered");
-    EXPECT_EQ(engine->initPaths.size(), 2u);
-    const auto deliveries = engine->Await(1);
-    ASSERT_EQ(deliveries.size(), 1u);
-    EXPECT_EQ(deliveries[0].first, "delivered");
-}
-
-// Init runs once and logs its line once; Enable(false) neither runs it nor disables.
-TEST(ReporterTest, InitRunsOnceAndEnableFalseNeverDisables) {
-    auto engine = Install();
-    testing::FixedLogTime time;
-    ConsoleCapture console;
-    Enable(false, "off");
-    EXPECT_TRUE(engine->initPaths.empty());
     Enable(true, "first");
     Enable(true, "second");
     Enable(false, "off");
-    EXPECT_EQ(engine->initPaths.size(), 1u);
+    Report("delivered");
+    EXPECT_EQ(engine->initPaths.size(), 2u);
     EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
               testing::LibraryLine("INFO", "src/reporter.cpp", "orvik::Reporter::Enable",
                                    "ReportEngine Init ok first"));
-    Report("still delivered");
-    EXPECT_EQ(engine->Await(1).size(), 1u);
-    // Once enabled, the engine can no longer be replaced.
+    const auto deliveries = engine->Await(1);
+    ASSERT_EQ(deliveries.size(), 1u);
+    EXPECT_EQ(deliveries[0].first, "delivered");
     EXPECT_FALSE(SetReportEngine(std::make_shared<RecordingEngine>()));
     EXPECT_FALSE(SetReportEngine(nullptr));
 }
