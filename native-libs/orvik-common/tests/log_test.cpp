@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "internal_log.h"
@@ -22,260 +23,169 @@ namespace {
 
 using testing::ConsoleCapture;
 using testing::FakeClock;
+using Lines = std::vector<std::string>;
 
-struct CallbackCall {
-    int hostLevel;
-    std::string tag;
-    std::string text;
-};
-std::vector<CallbackCall> callbackCalls;
+Lines calls;  // one "hostLevel|tag|text" per callback call
+Lines sunk;   // the lines OvLog handed to kSink
 void RecordCallback(int hostLevel, const char* tag, const char* text) {
-    callbackCalls.push_back({hostLevel, tag != nullptr ? tag : "(null)", text});
+    calls.push_back(std::to_string(hostLevel) + "|" + tag + "|" + text);
 }
-void OtherCallback(int, const char*, const char*) {}
+const LogTextSink kSink = [](const char* text) { sunk.push_back(text); };
+const LogLevelGetter kVerbose = [] { return LOG_LEVEL_VERBOSE; };
+const LogLevelGetter kFatal = [] { return LOG_LEVEL_FATAL; };
 
-std::vector<std::string> sinkLines;
-void RecordSink(const char* text) {
-    sinkLines.push_back(text);
+// The standard line of a message logged from "f", line 1, function "fn" at the fixed time.
+std::string Line(const std::string& level, const std::string& message) {
+    return "[2024-07-22 19:58:48.7][" + level + "][f:1][fn] " + message;
 }
-LOG_LEVEL VerboseThreshold() {
-    return LOG_LEVEL_VERBOSE;
-}
-LOG_LEVEL FatalThreshold() {
-    return LOG_LEVEL_FATAL;
-}
-
-const char kWorkedLine[] =
-    "[2024-07-22 19:58:48.7][ERROR][sys_info:37][orvik::SysInfo::GetClientOsInfo] "
-    "GetOSManufacturingModel Failed";
 
 class LogTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        callbackCalls.clear();
-        sinkLines.clear();
-    }
-    // 7 ms into 2024-07-22 19:58:48 local time.
     FakeClock clock_{FakeClock::AtMillis(FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 7))};
 };
 
-TEST_F(LogTest, WorkedExampleReachesConsoleAndCallbackByteForByte) {
+// Only the first callback other than null is kept, for good.
+TEST_F(LogTest, WorkedExampleReachesConsoleAndTheFirstCallbackByteForByte) {
+    const std::string line =
+        "[2024-07-22 19:58:48.7][ERROR][sys_info:37][orvik::SysInfo::GetClientOsInfo] "
+        "GetOSManufacturingModel Failed";
     Log& log = Log::GetInstance();
+    log.SetLoggerCallback(nullptr);
     log.SetLoggerCallback(&RecordCallback);
+    log.SetLoggerCallback([](int, const char*, const char*) {});
+    log.SetLoggerCallback(nullptr);
     ConsoleCapture console;
-
     log.DoLog(LOG_LEVEL_ERROR, "host-tag", "src\\sys_info", 37, "orvik::SysInfo::GetClientOsInfo",
               "GetOSManufacturingModel Failed");
-
-    EXPECT_EQ(console.Text(), std::string("OV_LOG:[ERROR]") + kWorkedLine + "\n");
-    ASSERT_EQ(callbackCalls.size(), 1u);
-    EXPECT_EQ(callbackCalls[0].hostLevel, 4);
-    EXPECT_EQ(callbackCalls[0].tag, "host-tag");
-    EXPECT_EQ(callbackCalls[0].text, kWorkedLine);
+    EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]" + line + "\n");
+    EXPECT_EQ(calls, Lines{"4|host-tag|" + line});
 }
 
-TEST_F(LogTest, MillisecondsArePrintedUnpadded) {
+TEST_F(LogTest, MillisecondsAreUnpaddedAndTheFileIsCutAtTheLastBackslash) {
     const std::int64_t second = FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 0);
-    const struct {
-        int millis;
-        const char* expected;
-    } cases[] = {{0, "[2024-07-22 19:58:48.0]"},
-                 {45, "[2024-07-22 19:58:48.45]"},
-                 {120, "[2024-07-22 19:58:48.120]"},
-                 {999, "[2024-07-22 19:58:48.999]"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.millis);
-        clock_.Set(FakeClock::AtMillis(second + c.millis));
-        sinkLines.clear();
-        OvLog(LOG_LEVEL_INFO, &RecordSink, nullptr, "f", 1, "fn", "m");
-        ASSERT_EQ(sinkLines.size(), 1u);
-        EXPECT_EQ(sinkLines[0], std::string(c.expected) + "[INFO][f:1][fn] m");
+    const std::tuple<int, const char*, const char*> cases[] = {
+        {0, nullptr, "(null)"},
+        {45, "a\\b\\c", "c"},
+        {120, "a/b/c", "a/b/c"},
+        {999, "x\\", ""},
+    };
+    for (const auto& [millis, file, shown] : cases) {
+        SCOPED_TRACE(millis);
+        clock_.Set(FakeClock::AtMillis(second + millis));
+        sunk.clear();
+        OvLog(LOG_LEVEL_INFO, kSink, nullptr, file, 1, nullptr, "m");
+        EXPECT_EQ(sunk, Lines{"[2024-07-22 19:58:48." + std::to_string(millis) + "][INFO][" +
+                              shown + ":1][(null)] m"});
     }
 }
 
 TEST_F(LogTest, LineOf2047BytesArrivesWholeAndLongerLinesArriveEmpty) {
-    const std::string prefix = "[2024-07-22 19:58:48.7][INFO][f:1][fn] ";
-    const std::string fits(2047 - prefix.size(), 'x');
-    const std::string tooLong(fits.size() + 1, 'x');
+    const std::string fits(2047 - Line("WARN", "").size(), 'x');
+    const std::string tooLong = fits + "x";
+    OvLog(LOG_LEVEL_WARN, kSink, nullptr, "f", 1, "fn", "%s", fits.c_str());
+    OvLog(LOG_LEVEL_WARN, kSink, nullptr, "f", 1, "fn", "%s", tooLong.c_str());
+    EXPECT_EQ(sunk, (Lines{Line("WARN", fits), ""}));
 
-    OvLog(LOG_LEVEL_INFO, &RecordSink, nullptr, "f", 1, "fn", "%s", fits.c_str());
-    OvLog(LOG_LEVEL_INFO, &RecordSink, nullptr, "f", 1, "fn", "%s", tooLong.c_str());
-    ASSERT_EQ(sinkLines.size(), 2u);
-    EXPECT_EQ(sinkLines[0], prefix + fits);
-    EXPECT_EQ(sinkLines[0].size(), 2047u);
-    EXPECT_EQ(sinkLines[1], "");
-
-    // A line that does not fit still reaches the receivers, as the empty text.
     Log::GetInstance().SetLoggerCallback(&RecordCallback);
     ConsoleCapture console;
     Log::GetInstance().DoLog(LOG_LEVEL_WARN, "t", "f", 1, "fn", "%s", tooLong.c_str());
     EXPECT_EQ(console.Text(), "OV_LOG:[WARN]\n");
-    ASSERT_EQ(callbackCalls.size(), 1u);
-    EXPECT_EQ(callbackCalls[0].text, "");
+    EXPECT_EQ(calls, Lines{"3|t|"});
 }
 
-TEST_F(LogTest, GateSwitchAndCallbackDecideWhoReceivesEachEntrance) {
+TEST_F(LogTest, SwitchGateAndCallbackDecideWhoReceivesEachEntrance) {
     Log& log = Log::GetInstance();
-    ConsoleCapture console;
-
-    log.DoLog(LOG_LEVEL_INFO, "f", 1, "fn", "at threshold");
-    EXPECT_NE(console.Text().find("at threshold"), std::string::npos);
-
-    console.Clear();
-    log.SetLevel(LOG_LEVEL_DEBUG);  // stored as INFO
-    log.DoLog(LOG_LEVEL_DEBUG, "f", 1, "fn", "debug");
-    log.DoLog(LOG_LEVEL_DEBUG, "finished debug line");
-    EXPECT_EQ(console.Text(), "");
-
     log.SetLoggerCallback(&RecordCallback);
-    log.DoLog(LOG_LEVEL_ERROR, "f", 1, "fn", "plain form");
-    EXPECT_TRUE(callbackCalls.empty()) << "the plain form never feeds the callback";
+    log.SetLevel(LOG_LEVEL_DEBUG);  // stored as INFO
+    ConsoleCapture console;
+    for (int level : {0, 1, 2, 3, 4, 5, -1, 9}) {
+        log.DoLog(static_cast<LOG_LEVEL>(level), "t", "f", 1, "fn", "m");
+    }
+    log.DoLog(LOG_LEVEL_ERROR, "f", 1, "fn", "plain");  // the plain form never feeds the callback
+    log.DoLog(LOG_LEVEL_DEBUG, "f", 1, "fn", "plain");
+    log.DoLog(LOG_LEVEL_DEBUG, "finished debug line");
+    EXPECT_EQ(calls, (Lines{"5|t|" + Line("FATAL", "m"), "4|t|" + Line("ERROR", "m"),
+                            "3|t|" + Line("WARN", "m"), "2|t|" + Line("INFO", "m"),
+                            "1|t|" + Line("DEBUG", "m"), "0|t|" + Line("VERBOSE", "m"),
+                            "0|t|" + Line("", "m"), "0|t|" + Line("", "m")}));
+    std::string written;  // down to the threshold, and never -1
+    for (std::string name : {"FATAL", "ERROR", "WARN", "INFO"}) {
+        written += "OV_LOG:[" + name + "]" + Line(name, "m") + "\n";
+    }
+    EXPECT_EQ(console.Text(), written + "OV_LOG:[ERROR]" + Line("ERROR", "plain") + "\n");
 
+    // Switched off, only the callback of the tagged form still receives.
     console.Clear();
+    calls.clear();
     log.SetLogEnabled(false);
-    log.DoLog(LOG_LEVEL_VERBOSE, "t", "f", 1, "fn", "verbose");
-    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "fatal");
+    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "x");
     log.DoLog(LOG_LEVEL_FATAL, "f", 1, "fn", "plain while off");
     log.DoLog(LOG_LEVEL_FATAL, "text while off");
     EXPECT_EQ(console.Text(), "");
-    ASSERT_EQ(callbackCalls.size(), 2u);
-    EXPECT_EQ(callbackCalls[0].hostLevel, 0);
-    EXPECT_NE(callbackCalls[0].text.find("[VERBOSE]"), std::string::npos);
-    EXPECT_EQ(callbackCalls[1].hostLevel, 5);
-
+    EXPECT_EQ(calls, Lines{"5|t|" + Line("FATAL", "x")});
     log.SetLogEnabled(true);
     log.DoLog(LOG_LEVEL_ERROR, "finished line");
     EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]finished line\n");
 }
 
-TEST_F(LogTest, HostLevelsAndConsolePrefixesFollowTheLevelTable) {
-    Log& log = Log::GetInstance();
-    log.SetLoggerCallback(&RecordCallback);
-    ConsoleCapture console;
-    const struct {
-        LOG_LEVEL level;
-        int hostLevel;
-        const char* name;
-        const char* consolePrefix;
-    } cases[] = {{LOG_LEVEL_FATAL, 5, "FATAL", "OV_LOG:[FATAL]"},
-                 {LOG_LEVEL_ERROR, 4, "ERROR", "OV_LOG:[ERROR]"},
-                 {LOG_LEVEL_WARN, 3, "WARN", "OV_LOG:[WARN]"},
-                 {LOG_LEVEL_INFO, 2, "INFO", "OV_LOG:[INFO]"},
-                 {static_cast<LOG_LEVEL>(-1), 0, "", "OV_LOG:[FATAL]"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        callbackCalls.clear();
-        console.Clear();
-        log.DoLog(c.level, "t", "f", 1, "fn", "m");
-        ASSERT_EQ(callbackCalls.size(), 1u);
-        EXPECT_EQ(callbackCalls[0].hostLevel, c.hostLevel);
-        EXPECT_NE(callbackCalls[0].text.find(std::string("][") + c.name + "][f:1]"),
-                  std::string::npos);
-        if (c.level >= 0) {
-            EXPECT_EQ(console.Text(), c.consolePrefix + callbackCalls[0].text + "\n");
-        }
-    }
-    // Values outside the table have no console prefix; -1 passes the gate but is not written.
-    console.Clear();
-    log.DoLog(static_cast<LOG_LEVEL>(-1), "f", 1, "fn", "m");
-    log.DoLog(static_cast<LOG_LEVEL>(9), "t", "f", 1, "fn", "m");
-    EXPECT_EQ(console.Text(), "");
-    EXPECT_EQ(callbackCalls.back().hostLevel, 0);
-}
-
-TEST_F(LogTest, FileNameIsCutAtTheLastBackslashOnly) {
-    const struct {
-        const char* file;
-        const char* shown;
-    } cases[] = {
-        {"a\\b\\c", "[c:1]"}, {"a/b/c", "[a/b/c:1]"}, {"x\\", "[:1]"}, {nullptr, "[(null):1]"}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.shown);
-        sinkLines.clear();
-        OvLog(LOG_LEVEL_INFO, &RecordSink, nullptr, c.file, 1, nullptr, "m");
-        ASSERT_EQ(sinkLines.size(), 1u);
-        EXPECT_NE(sinkLines[0].find(std::string(c.shown) + "[(null)] m"), std::string::npos)
-            << sinkLines[0];
-    }
-}
-
-TEST_F(LogTest, FirstNonNullCallbackStaysForGood) {
-    Log& log = Log::GetInstance();
-    log.SetLoggerCallback(nullptr);
-    log.SetLoggerCallback(&RecordCallback);
-    log.SetLoggerCallback(&OtherCallback);
-    log.SetLoggerCallback(nullptr);
-    log.DoLog(LOG_LEVEL_INFO, "t", "f", 1, "fn", "m");
-    EXPECT_EQ(callbackCalls.size(), 1u);
-}
-
-TEST_F(LogTest, OvLogThresholdComesFromGetterOnlyWithBothSinkAndGetter) {
-    Log& log = Log::GetInstance();
-    log.SetLevel(LOG_LEVEL_FATAL);
-
-    OvLog(LOG_LEVEL_INFO, &RecordSink, nullptr, "f", 1, "fn", "info");
-    OvLog(LOG_LEVEL_DEBUG, &RecordSink, nullptr, "f", 1, "fn", "debug");
-    OvLog(LOG_LEVEL_VERBOSE, &RecordSink, &VerboseThreshold, "f", 1, "fn", "verbose");
-    OvLog(LOG_LEVEL_ERROR, &RecordSink, &FatalThreshold, "f", 1, "fn", "error");
-    ASSERT_EQ(sinkLines.size(), 2u);
-    EXPECT_NE(sinkLines[0].find("] info"), std::string::npos);
-    EXPECT_NE(sinkLines[1].find("[VERBOSE]"), std::string::npos);
-
-    // With no sink the line goes to Log's text form, which applies Log's gate once more.
-    ConsoleCapture console;
-    OvLog(LOG_LEVEL_INFO, nullptr, &VerboseThreshold, "f", 1, "fn", "stopped by Log");
-    OvLog(LOG_LEVEL_FATAL, nullptr, nullptr, "f", 1, "fn", "passes");
-    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL][2024-07-22 19:58:48.7][FATAL][f:1][fn] passes\n");
-}
-
-class BracketLogger : public Logger {
+// Writes the bare format, so its lines show where it was used.
+class FormatLogger : public Logger {
 public:
     void VFormat(LOG_LEVEL, std::string& out, const char*, int, const char*, const char* fmt,
-                 va_list args) override {
-        char text[64];
-        std::vsnprintf(text, sizeof text, fmt, args);
-        out = std::string("<") + text + ">";
+                 va_list) override {
+        out = fmt;
     }
 };
 
-TEST_F(LogTest, DerivedLoggerChangesDoLogButNotOvLog) {
+// A derived Logger changes the two formatting DoLog forms only. OvLog keeps the standard line
+// and takes its threshold from the getter only when it has both sink and getter, else INFO.
+TEST_F(LogTest, OvLogIgnoresLogsLoggerAndThreshold) {
     Log& log = Log::GetInstance();
-    log.SetLogger(std::make_unique<BracketLogger>());
-    log.SetLoggerCallback(&RecordCallback);
+    log.SetLogger(std::make_unique<FormatLogger>());
+    log.SetLevel(LOG_LEVEL_FATAL);
     ConsoleCapture console;
+    log.DoLog(LOG_LEVEL_FATAL, "f", 1, "fn", "n=%d", 5);
+    log.DoLog(LOG_LEVEL_FATAL, "t", "f", 1, "fn", "tagged");
+    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]n=%d\nOV_LOG:[FATAL]tagged\n");
 
-    log.DoLog(LOG_LEVEL_WARN, "f", 1, "fn", "n=%d", 5);
-    log.DoLog(LOG_LEVEL_WARN, "t", "f", 1, "fn", "tagged");
-    OvLog(LOG_LEVEL_WARN, &RecordSink, nullptr, "f", 1, "fn", "ov");
+    OvLog(LOG_LEVEL_INFO, kSink, nullptr, "f", 1, "fn", "info");
+    OvLog(LOG_LEVEL_DEBUG, kSink, nullptr, "f", 1, "fn", "debug");
+    OvLog(LOG_LEVEL_VERBOSE, kSink, kVerbose, "f", 1, "fn", "verbose");
+    OvLog(LOG_LEVEL_ERROR, kSink, kFatal, "f", 1, "fn", "error");
+    EXPECT_EQ(sunk, (Lines{Line("INFO", "info"), Line("VERBOSE", "verbose")}));
 
-    EXPECT_EQ(console.Text(), "OV_LOG:[WARN]<n=5>\nOV_LOG:[WARN]<tagged>\n");
-    ASSERT_EQ(sinkLines.size(), 1u);
-    EXPECT_EQ(sinkLines[0], "[2024-07-22 19:58:48.7][WARN][f:1][fn] ov");
+    // With no sink the line goes to Log's text form, which applies Log's gate once more.
+    console.Clear();
+    OvLog(LOG_LEVEL_INFO, nullptr, kVerbose, "f", 1, "fn", "stopped by Log");
+    OvLog(LOG_LEVEL_FATAL, nullptr, nullptr, "f", 1, "fn", "passes");
+    EXPECT_EQ(console.Text(), "OV_LOG:[FATAL]" + Line("FATAL", "passes") + "\n");
 }
 
 TEST_F(LogTest, LibraryLogSitesNameTheirQualifiedFunctionAndRelativeFile) {
     ConsoleCapture console;
     const int line = MacroProbe::Emit(7);
     EXPECT_EQ(console.Text(),
-              "OV_LOG:[WARN][2024-07-22 19:58:48.7][WARN][native-libs/orvik-common/tests/"
-              "log_test.cpp:" +
+              "OV_LOG:[WARN][2024-07-22 19:58:48.7][WARN][native-libs/orvik-common/"
+              "tests/log_test.cpp:" +
                   std::to_string(line) + "][orvik::MacroProbe::Emit] probe 7\n");
 }
 
+template <std::size_t N>
+std::string Cut(const char (&signature)[N]) {
+    return detail::QualifiedFunctionName(signature).text;
+}
+
 TEST(QualifiedFunctionNameTest, CutsTheNameOutOfEachCompilersSignature) {
-    static constexpr auto gcc = detail::QualifiedFunctionName(
-        "bool orvik::BlockingQueue<T>::Push(const T&, int) [with T = std::function<void()>]");
-    static constexpr auto clang = detail::QualifiedFunctionName(
-        "std::vector<std::basic_string<char> > orvik::StringUtils::SplitString(const "
-        "std::string &, const std::string &)");
-    static constexpr auto msvc = detail::QualifiedFunctionName(
-        "orvik::BlockingQueue<class std::function<void __cdecl(void)> >::Push");
-    static constexpr auto lambda =
-        detail::QualifiedFunctionName("orvik::ThreadPool::RunTask(const int&)::<lambda()>");
-    EXPECT_STREQ(gcc.text, "orvik::BlockingQueue::Push");
-    EXPECT_STREQ(clang.text, "orvik::StringUtils::SplitString");
-    EXPECT_STREQ(msvc.text, "orvik::BlockingQueue::Push");
-    EXPECT_STREQ(lambda.text, "orvik::ThreadPool::RunTask");
+    EXPECT_EQ(
+        Cut("bool orvik::BlockingQueue<T>::Push(const T&, int) [with T = std::function<void()>]"),
+        "orvik::BlockingQueue::Push");
+    EXPECT_EQ(Cut("std::vector<std::basic_string<char> > orvik::StringUtils::SplitString(const "
+                  "std::string &, const std::string &)"),
+              "orvik::StringUtils::SplitString");
+    EXPECT_EQ(Cut("orvik::BlockingQueue<class std::function<void __cdecl(void)> >::Push"),
+              "orvik::BlockingQueue::Push");
+    EXPECT_EQ(Cut("orvik::ThreadPool::RunTask(const int&)::<lambda()>"),
+              "orvik::ThreadPool::RunTask");
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -13,6 +14,7 @@
 
 #include "common/path.h"
 #include "support/console_capture.h"
+#include "support/library_log_lines.h"
 
 namespace orvik {
 namespace {
@@ -20,67 +22,55 @@ namespace {
 using testing::ConsoleCapture;
 using Fields = std::map<std::string, std::string>;
 
-// An engine that records what reaches it, and from which thread.
+using Delivery = std::pair<std::string, Fields>;  // tag and fields
+
+// Records the reports and the threads they came on, throwing on the tag "1"; Init records its
+// path and option and fails `failedInits` times before it succeeds.
 class RecordingEngine : public ReportEngine {
 public:
-    struct Delivery {
-        Fields data;
-        std::string tag;
-        std::thread::id thread;
-    };
-    struct InitCall {
-        std::string name;
-        bool option;
-        std::string path;
-    };
-
     void Report(Fields data, std::string tag) override {
         std::lock_guard<std::mutex> lock(mutex_);
-        deliveries_.push_back({std::move(data), std::move(tag), std::this_thread::get_id()});
+        deliveries_.push_back({tag, std::move(data)});
+        threads.insert(std::this_thread::get_id());
         delivered_.notify_all();
-        if (throwOnTag_ == deliveries_.back().tag) {
+        if (tag == "1") {
             throw std::runtime_error("engine failed");
         }
     }
-    bool Init(std::string name, bool option, std::string, std::string, std::string,
+    bool Init(std::string, bool option, std::string, std::string, std::string,
               std::string path) override {
-        std::lock_guard<std::mutex> lock(mutex_);
-        initCalls_.push_back({name, option, path});
-        return initResults_.empty() ? true : NextInitResult();
+        initPaths.push_back(path + (option ? " (option)" : ""));
+        return failedInits-- <= 0;
     }
 
-    void QueueInitResults(std::vector<bool> results) { initResults_ = std::move(results); }
-    void ThrowOnTag(std::string tag) { throwOnTag_ = std::move(tag); }
-
-    // The first `count` deliveries, waiting for them up to a generous deadline.
-    std::vector<Delivery> WaitForDeliveries(std::size_t count) {
+    // The deliveries so far, once there are `count` or after a generous deadline.
+    std::vector<Delivery> Await(std::size_t count) {
         std::unique_lock<std::mutex> lock(mutex_);
         delivered_.wait_for(lock, std::chrono::seconds(10),
                             [&] { return deliveries_.size() >= count; });
         return deliveries_;
     }
-    std::vector<InitCall> InitCalls() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return initCalls_;
-    }
+
+    int failedInits = 0;
+    std::vector<std::string> initPaths;  // Init runs on the thread that calls Enable
+    std::set<std::thread::id> threads;   // read once the reports are awaited
 
 private:
-    bool NextInitResult() {
-        const bool result = initResults_.front();
-        initResults_.erase(initResults_.begin());
-        return result;
-    }
-
     std::mutex mutex_;
     std::condition_variable delivered_;
     std::vector<Delivery> deliveries_;
-    std::vector<InitCall> initCalls_;
-    std::vector<bool> initResults_;
-    std::string throwOnTag_;
 };
 
-void EnableWith(const std::string& name, const std::string& path = "reports") {
-    Reporter::GetInstance().Enable(true, true, "stored", name, "a", "b", "c", path);
+std::shared_ptr<RecordingEngine> Install() {
+    auto engine = std::make_shared<RecordingEngine>();
+    EXPECT_TRUE(SetReportEngine(engine));
+    return engine;
+}
+void Enable(bool enable, const std::string& name, const std::string& path = "reports") {
+    Reporter::GetInstance().Enable(enable, true, "stored", name, "a", "b", "c", path);
+}
+void Report(const std::string& tag, Fields data = {}) {
+    Reporter::GetInstance().Report(std::move(data), tag);
 }
 
 TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
@@ -90,7 +80,6 @@ TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
     data.AddReportInfo("kept", std::string());
     data.AddReportInfo("last", "x");
     data.AddReportInfo("last", "y");
-    data.AddReportInfo("n", 42LL);
     data.AddReportInfo("zero", 0LL);
     data.AddReportInfo("negative", -1LL);
     data.AddReportInfo("replaced", "text");
@@ -98,116 +87,63 @@ TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
     data.AddReportInfo("", "empty key");
     EXPECT_EQ(data.GetReportData(), (Fields{{"kept", "x"},
                                             {"last", "y"},
-                                            {"n", "42"},
                                             {"zero", "0"},
                                             {"negative", "0"},
                                             {"replaced", "7"},
                                             {"", "empty key"}}));
 }
 
-TEST(ReporterTest, ReportsBeforeEnableOrWithoutEngineAreDroppedSilently) {
-    auto engine = std::make_shared<RecordingEngine>();
+// Reports are dropped silently until an Init succeeds; Init then never runs again, its line is
+// logged once, Enable(false) does not disable, and the engine can no longer be replaced.
+TEST(ReporterTest, ReportsFlowOnlyAfterTheFirstSuccessfulInit) {
+    testing::FixedLogTime time;
     ConsoleCapture console;
     Reporter::GetInstance().Enable(true, false, "s", "no-engine", "", "", "", "x");
-    Reporter::GetInstance().Report({{"k", "v"}}, "dropped-without-engine");
-    ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Report({{"k", "v"}}, "dropped-before-enable");
-    EnableWith("rec");
-    Reporter::GetInstance().Report({}, "delivered");
-
-    const auto deliveries = engine->WaitForDeliveries(1);
+    Report("dropped without engine");
+    auto engine = Install();
+    engine->failedInits = 1;
+    Enable(false, "off");
+    Report("dropped before enable");
+    Enable(true, "fails");
+    Report("dropped after a failed init");
+    EXPECT_EQ(console.Text(), "");
+    Enable(true, "first");
+    Enable(true, "second");
+    Enable(false, "off");
+    Report("delivered");
+    EXPECT_EQ(engine->initPaths.size(), 2u);
+    EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
+              testing::LibraryLine("INFO", "src/reporter.cpp", "orvik::Reporter::Enable",
+                                   "ReportEngine Init ok first"));
+    const auto deliveries = engine->Await(1);
     ASSERT_EQ(deliveries.size(), 1u);
-    EXPECT_EQ(deliveries[0].tag, "delivered");
-    EXPECT_EQ(console.Text().find("no-engine"), std::string::npos);
-}
-
-TEST(ReporterTest, InitRunsOnceAndItsLineIsWrittenOnce) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    ConsoleCapture console;
-    EnableWith("first");
-    EnableWith("second");
-    EXPECT_EQ(engine->InitCalls().size(), 1u);
-    const std::string text = console.Text();
-    EXPECT_NE(text.find("[orvik::Reporter::Enable] ReportEngine Init ok first\n"),
-              std::string::npos)
-        << text;
-    EXPECT_EQ(text.find("Init ok second"), std::string::npos);
-
-    // Once enabled, the engine can no longer be replaced.
+    EXPECT_EQ(deliveries[0].first, "delivered");
     EXPECT_FALSE(SetReportEngine(std::make_shared<RecordingEngine>()));
     EXPECT_FALSE(SetReportEngine(nullptr));
 }
 
-TEST(ReporterTest, FailedInitIsRetriedByTheNextEnable) {
-    auto engine = std::make_shared<RecordingEngine>();
-    engine->QueueInitResults({false, true});
-    ASSERT_TRUE(SetReportEngine(engine));
-    ConsoleCapture console;
-    EnableWith("try");
-    Reporter::GetInstance().Report({}, "lost");
-    EXPECT_EQ(console.Text(), "");
-    EnableWith("try");
-    Reporter::GetInstance().Report({}, "kept");
-    EXPECT_EQ(engine->InitCalls().size(), 2u);
-    const auto deliveries = engine->WaitForDeliveries(1);
-    ASSERT_EQ(deliveries.size(), 1u);
-    EXPECT_EQ(deliveries[0].tag, "kept");
-}
-
-TEST(ReporterTest, EnableFalseNeverDisables) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Enable(false, true, "s", "off", "", "", "", "x");
-    EXPECT_TRUE(engine->InitCalls().empty());
-    EnableWith("on");
-    Reporter::GetInstance().Enable(false, true, "s", "off", "", "", "", "x");
-    Reporter::GetInstance().Report({}, "still delivered");
-    EXPECT_EQ(engine->WaitForDeliveries(1).size(), 1u);
-}
-
-TEST(ReporterTest, RelativeEnginePathReachesInitAbsolute) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("abs", "logs/../reports/./today");
-    const auto calls = engine->InitCalls();
-    ASSERT_EQ(calls.size(), 1u);
-    EXPECT_TRUE(calls[0].option);
-    const std::string expected =
-        (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS);
-    EXPECT_EQ(calls[0].path, expected);
-    EXPECT_TRUE(Path(calls[0].path).IsAbsolute());
-}
-
-TEST(ReporterTest, ReservedFieldsAreStampedOverTheCallersValues) {
-    auto engine = std::make_shared<RecordingEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("stamp");
-    Reporter::GetInstance().Report({}, "empty");
-    Reporter::GetInstance().Report({{"sdk_name", "other"}, {"sdk_type", "x"}, {"k", "v"}}, "own");
-    const auto deliveries = engine->WaitForDeliveries(2);
-    ASSERT_EQ(deliveries.size(), 2u);
-    EXPECT_EQ(deliveries[0].data, (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}}));
-    EXPECT_EQ(deliveries[1].data,
-              (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"k", "v"}}));
-}
-
-TEST(ReporterTest, ReportsArriveInOrderOnOneOtherThreadAndSurviveAThrowingEngine) {
-    auto engine = std::make_shared<RecordingEngine>();
-    engine->ThrowOnTag("1");
-    ASSERT_TRUE(SetReportEngine(engine));
-    EnableWith("order");
+// The relative path reaches Init absolute; the reserved fields are stamped over the caller's;
+// a throwing engine stays silent; reports arrive in order on one thread other than the caller.
+TEST(ReporterTest, EngineGetsAbsolutePathAndStampedReportsInOrderOnOneOtherThread) {
+    auto engine = Install();
+    Enable(true, "order", "logs/../reports/./today");
+    EXPECT_EQ(
+        engine->initPaths,
+        std::vector<std::string>{
+            (Path::Getcwd() / Path("reports\\today")).Str(Path::PATH_TYPE_WINDOWS) + " (option)"});
     ConsoleCapture console;
     for (int i = 0; i < 50; ++i) {
-        Reporter::GetInstance().Report({{"i", std::to_string(i)}}, std::to_string(i));
+        Report(std::to_string(i), {{"sdk_name", "other"}, {"sdk_type", "x"}, {"i", "v"}});
     }
-    const auto deliveries = engine->WaitForDeliveries(50);
+    const auto deliveries = engine->Await(50);
     ASSERT_EQ(deliveries.size(), 50u);
     for (int i = 0; i < 50; ++i) {
-        EXPECT_EQ(deliveries[i].tag, std::to_string(i));
-        EXPECT_EQ(deliveries[i].thread, deliveries[0].thread);
+        EXPECT_EQ(deliveries[i].first, std::to_string(i));
+        EXPECT_EQ(deliveries[i].second,
+                  (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"i", "v"}}));
     }
-    EXPECT_NE(deliveries[0].thread, std::this_thread::get_id());
+    ASSERT_EQ(engine->threads.size(), 1u);
+    EXPECT_NE(*engine->threads.begin(), std::this_thread::get_id());
     EXPECT_EQ(console.Text(), "") << "a throwing engine is silent";
 }
 

@@ -10,43 +10,31 @@ namespace orvik {
 namespace {
 
 using testing::FakeClock;
+using Count = unsigned long long;
 
-// 2024-07-22 19:58:48 UTC.
-constexpr long long kSecond = 1721678328;
+constexpr Count kSecond = 1721678328;  // 2024-07-22 19:58:48 UTC
 
-TEST(TimeUtilsTest, UtcFormatTimeHas17DigitsWithZeroPaddedMillis) {
+// Each reading truncates the same moment into its unit; the UTC text pads the milliseconds.
+TEST(TimeUtilsTest, WallReadingsFollowTheClockBothWays) {
     FakeClock clock(FakeClock::AtMillis(kSecond * 1000 + 7));
     EXPECT_EQ(TimeUtils::GetUtcFormatTime(), "20240722195848007");
-    clock.Set(FakeClock::AtMillis(kSecond * 1000));
-    EXPECT_EQ(TimeUtils::GetUtcFormatTime(), "20240722195848000");
-    clock.Set(FakeClock::AtMillis(kSecond * 1000 + 999));
+    clock.Advance(std::chrono::microseconds(992123));
     EXPECT_EQ(TimeUtils::GetUtcFormatTime(), "20240722195848999");
-}
+    EXPECT_EQ(TimeUtils::GetTimeSeconds(), kSecond);
+    EXPECT_EQ(TimeUtils::GetTimeMills(), kSecond * 1000 + 999);
+    EXPECT_EQ(TimeUtils::GetTimeMicro(), (kSecond * 1000 + 999) * 1000 + 123);
 
-TEST(TimeUtilsTest, WallReadingsTruncateTheSameMomentIntoEachUnit) {
-    FakeClock clock(FakeClock::AtMillis(kSecond * 1000 + 999));
-    clock.Advance(std::chrono::microseconds(123));
-    EXPECT_EQ(TimeUtils::GetTimeSeconds(), static_cast<unsigned long long>(kSecond));
-    EXPECT_EQ(TimeUtils::GetTimeMills(), static_cast<unsigned long long>(kSecond * 1000 + 999));
-    EXPECT_EQ(TimeUtils::GetTimeMicro(),
-              static_cast<unsigned long long>((kSecond * 1000 + 999) * 1000 + 123));
-}
-
-TEST(TimeUtilsTest, WallClockFollowsTheSystemBackwardsWhileSteadyClockRises) {
-    FakeClock clock(FakeClock::AtMillis(kSecond * 1000));
-    const unsigned long long wallBefore = TimeUtils::GetTimeMills();
-    const unsigned long long steadyBefore = TimeUtils::GetEpochTimeMicro();
-
+    // The wall clock steps back with the system; the steady clock does not.
+    const Count steadyBefore = TimeUtils::GetEpochTimeMicro();
     clock.Advance(-std::chrono::hours(1));
-
-    EXPECT_EQ(TimeUtils::GetTimeMills(), wallBefore - 3600 * 1000);
+    EXPECT_EQ(TimeUtils::GetUtcFormatTime(), "20240722185848999");
     EXPECT_GE(TimeUtils::GetEpochTimeMicro(), steadyBefore);
 }
 
 TEST(TimeUtilsTest, SteadyReadingsAgreeAcrossUnits) {
-    const unsigned long long seconds = TimeUtils::GetEpochTimeSeconds();
-    const unsigned long long millis = TimeUtils::GetEpochTimeMills();
-    const unsigned long long micros = TimeUtils::GetEpochTimeMicro();
+    const Count seconds = TimeUtils::GetEpochTimeSeconds();
+    const Count millis = TimeUtils::GetEpochTimeMills();
+    const Count micros = TimeUtils::GetEpochTimeMicro();
     EXPECT_LE(seconds, millis / 1000);
     EXPECT_LE(millis, micros / 1000);
     EXPECT_LT(micros / 1000 - millis, 5000u);

@@ -1,5 +1,4 @@
-// Captures what the code under test writes to std::cout, for the lifetime of the object.
-// For single-threaded test bodies only.
+// Captures std::cout for the lifetime of the object; for single-threaded test bodies only.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_CONSOLE_CAPTURE_H
 #define ORVIK_COMMON_TESTS_SUPPORT_CONSOLE_CAPTURE_H
 
