@@ -23,18 +23,19 @@ protected:
 };
 
 // On a new limiter both operations price a request alike: one token more than is missing, at
-// `rate` per second, truncated, with 10 ms for anything below 1 ms.
+// `rate` per second, truncated, with 10 ms for anything below 1 ms. A purchase leaves exactly
+// one token, whatever the sleep itself earned: one more costs nothing, one after that 20 ms.
 TEST_F(TokenBucketTest, FirstRequestCostsNeedTimesThousandOverRate) {
     const struct {
-        long long rate, want, ms;
+        long long rate, want, ms, nextMs;  // nextMs: the sleep of AcquireSync(1) right after
     } cases[] = {
-        {100, 50, 510},   // (50 + 1) * 1000 / 100
-        {2000, 1, 1},     // need 2
-        {3000, 1, 10},    // 0.66 ms truncates to 0: the floor
-        {10, 99, 10000},  // beyond capacity 20: paid in one piece
-        {100, 0, 0},      // nothing wanted, nothing charged
-        {100, -3, 0},     // negative: nothing, and nothing granted
-        {0, 500, 0},      // unlimited
+        {100, 50, 510, 0},   // (50 + 1) * 1000 / 100
+        {2000, 1, 1, 0},     // need 2
+        {3000, 1, 10, 0},    // 0.66 ms truncates to 0: the floor
+        {10, 99, 10000, 0},  // beyond capacity 20: paid in one piece
+        {100, 0, 0, 20},     // nothing wanted, nothing charged
+        {100, -3, 0, 20},    // negative: nothing, and nothing granted
+        {0, 500, 0, 0},      // unlimited
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::Message() << "rate " << c.rate << " want " << c.want);
@@ -44,21 +45,9 @@ TEST_F(TokenBucketTest, FirstRequestCostsNeedTimesThousandOverRate) {
         const long long before = SleptMs();
         EXPECT_EQ(blocking.AcquireSync(c.want), c.want < 0 ? 0 : c.want);
         EXPECT_EQ(SleptMs() - before, c.ms);
+        blocking.AcquireSync(1);
+        EXPECT_EQ(SleptMs() - before, c.ms + c.nextMs);
     }
-}
-
-TEST_F(TokenBucketTest, PurchaseLeavesExactlyOneTokenWhateverTheSleepEarned) {
-    TokenBucketSpeedLimiter limiter(100);
-    limiter.AcquireSync(50);  // 510 ms
-    limiter.AcquireSync(1);   // the token left over: no wait
-    EXPECT_EQ(SleptMs(), 510);
-    limiter.AcquireSync(1);  // empty again: buys 2 tokens
-    EXPECT_EQ(SleptMs(), 530);
-
-    TokenBucketSpeedLimiter large(10);  // capacity 20
-    large.AcquireSync(99);              // 10 000 ms
-    large.AcquireSync(1);
-    EXPECT_EQ(SleptMs(), 530 + 10000);
 }
 
 TEST_F(TokenBucketTest, IdleTimeEarnsTokensSinceTheLastRefillUpToTwiceTheRate) {
