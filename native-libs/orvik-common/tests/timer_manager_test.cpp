@@ -168,10 +168,16 @@ TEST_F(TimerManagerTest, UpdatesWaitForTheNextPassAndKeepTheListOrder) {
 
 TEST_F(TimerManagerTest, UpdateBeforeStopIsAppliedAfterTheNextStart) {
     auto t = Make("t", 100, false);
-    ThenSleepsUntil(100, [&] { t->Start(); });
+    auto other = Make("o", 1000, false);  // keeps passes going while t is stopped
+    ThenSleepsUntil(100, [&] {
+        other->Start();
+        t->Start();
+    });
     AdvanceTo(10);
-    t->Update();  // 110
-    t->Stop();
+    ThenSleepsUntil(1000, [&] {
+        t->Update();  // 110
+        t->Stop();
+    });
     AdvanceTo(50);
     ThenSleepsUntil(110, [&] { t->Start(); });  // 150, replaced by the waiting 110
     AdvanceTo(110);
