@@ -1,12 +1,9 @@
-// A wall clock for tests that moves only when told to, installed through the platform
-// layer's time seam for the lifetime of the object. A sleep of the code under test advances
-// the clock at once instead of blocking, so waits of seconds run in microseconds.
-//
-// Timed condition waits (platform::WaitFor) block for real until they are notified or the
-// fake clock passes their deadline: Set, Advance and SleepFor wake every wait whose deadline
-// they reach. AwaitWaiter lets a test see that a thread has gone back to sleep with a given
-// deadline, which tells it that the thread has finished reacting to the last change. The
-// condition and mutex of a wait must outlive the clock (the library's are never destroyed).
+// A wall clock for tests that moves only when told to, installed through the platform layer's
+// time seam for the lifetime of the object. A sleep of the code under test advances the clock at
+// once. Timed condition waits (platform::WaitFor) block for real until notified or until Set,
+// Advance or SleepFor reach their deadline; AwaitWaiter shows a test that a thread has gone back
+// to sleep, so has finished reacting to the last change. The condition and mutex of a wait must
+// outlive the clock (the library's are never destroyed).
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 #define ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 
@@ -16,8 +13,8 @@
 #include <condition_variable>
 #include <cstdint>
 #include <ctime>
+#include <map>
 #include <mutex>
-#include <utility>
 #include <vector>
 
 #include "platform/platform.h"
@@ -26,12 +23,12 @@ namespace orvik::testing {
 
 class FakeClock : public platform::TimeSeam {
 public:
+    using Nanos = std::chrono::nanoseconds;
+
     explicit FakeClock(std::chrono::system_clock::time_point start) : now_(ToNanos(start)) {
         platform::SetTimeSeamForTesting(this);
     }
     ~FakeClock() override { platform::SetTimeSeamForTesting(nullptr); }
-    FakeClock(const FakeClock&) = delete;
-    FakeClock& operator=(const FakeClock&) = delete;
 
     // The time point of a wall-clock count of milliseconds since 1970.
     static std::chrono::system_clock::time_point AtMillis(std::int64_t millisSinceEpoch) {
@@ -54,11 +51,10 @@ public:
 
     std::chrono::system_clock::time_point WallClockNow() override {
         return std::chrono::system_clock::time_point(
-            std::chrono::duration_cast<std::chrono::system_clock::duration>(
-                std::chrono::nanoseconds(now_.load())));
+            std::chrono::duration_cast<std::chrono::system_clock::duration>(Nanos(now_.load())));
     }
 
-    void SleepFor(std::chrono::nanoseconds duration) override {
+    void SleepFor(Nanos duration) override {
         if (duration.count() > 0) {
             slept_ += duration.count();
             MoveTo(now_ += duration.count());
@@ -66,54 +62,48 @@ public:
     }
 
     void WaitFor(std::condition_variable_any& condition,
-                 std::unique_lock<std::recursive_mutex>& lock,
-                 std::chrono::nanoseconds duration) override {
+                 std::unique_lock<std::recursive_mutex>& lock, Nanos duration) override {
         if (duration.count() <= 0) {
             return;
         }
-        Waiter me{&condition, lock.mutex(), now_.load() + duration.count(), 0};
+        const std::int64_t deadline = now_.load() + duration.count();
+        std::uint64_t serial = 0;
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
-            me.serial = ++waitsBegun_;
-            waiters_.push_back(me);
+            serial = ++waitsBegun_;
+            waiters_[serial] = Waiter{&condition, lock.mutex(), deadline};
         }
         waitersChanged_.notify_all();
-        // The waker takes the waiter's mutex before it notifies, and this thread holds it from
-        // the test below until the wait has begun, so a wake-up cannot slip in between.
-        if (now_.load() < me.deadline) {
+        // A waker takes this thread's mutex before it notifies, and this thread holds it from the
+        // test until the wait has begun, so a wake-up cannot slip in between.
+        if (now_.load() < deadline) {
             condition.wait(lock);
         }
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
-            waiters_.erase(std::find(waiters_.begin(), waiters_.end(), me));
+            waiters_.erase(serial);
         }
         waitersChanged_.notify_all();
     }
 
     void Set(std::chrono::system_clock::time_point when) { MoveTo(now_ = ToNanos(when)); }
-    void Advance(std::chrono::nanoseconds by) { MoveTo(now_ += by.count()); }
+    void Advance(Nanos by) { MoveTo(now_ += by.count()); }
 
     // Total of all sleeps requested so far.
-    std::chrono::nanoseconds Slept() const { return std::chrono::nanoseconds(slept_.load()); }
+    Nanos Slept() const { return Nanos(slept_.load()); }
 
     // The number of waits begun so far.
-    std::uint64_t WaitsBegun() {
-        std::lock_guard<std::mutex> guard(waitersMutex_);
-        return waitsBegun_;
-    }
+    std::uint64_t WaitsBegun() const { return waitsBegun_.load(); }
 
-    // Blocks until some thread waits in WaitFor with its deadline at `wakeAt`, in a wait begun
-    // after the first `waitsBefore` waits, or for at most `realTimeout` of real time. True
-    // when such a waiter was seen. Taking WaitsBegun() before an action that wakes the waiter
-    // makes sure the wait seen is the one begun after the waiter saw the action.
+    // Blocks until a thread waits in WaitFor until `wakeAt`, in a wait begun after the first
+    // `waitsBefore` waits, or for at most `realTimeout`; true when such a waiter was seen. Taking
+    // WaitsBegun() before an action makes sure the wait seen is one begun after the action.
     bool AwaitWaiter(std::chrono::system_clock::time_point wakeAt, std::uint64_t waitsBefore = 0,
                      std::chrono::milliseconds realTimeout = std::chrono::seconds(10)) {
-        const std::int64_t deadline = ToNanos(wakeAt);
         std::unique_lock<std::mutex> guard(waitersMutex_);
         return waitersChanged_.wait_for(guard, realTimeout, [&] {
-            return std::any_of(waiters_.begin(), waiters_.end(), [&](const Waiter& w) {
-                return w.deadline == deadline && w.serial > waitsBefore;
-            });
+            return std::any_of(waiters_.upper_bound(waitsBefore), waiters_.end(),
+                               [&](const auto& w) { return w.second.deadline == ToNanos(wakeAt); });
         });
     }
 
@@ -122,24 +112,21 @@ private:
         std::condition_variable_any* condition;
         std::recursive_mutex* mutex;
         std::int64_t deadline;
-        std::uint64_t serial;
-        bool operator==(const Waiter& other) const { return serial == other.serial; }
     };
 
     static std::int64_t ToNanos(std::chrono::system_clock::time_point when) {
-        return std::chrono::duration_cast<std::chrono::nanoseconds>(when.time_since_epoch())
-            .count();
+        return std::chrono::duration_cast<Nanos>(when.time_since_epoch()).count();
     }
 
-    // Wakes every waiter whose deadline `now` has reached. The waiters' mutexes are taken
-    // outside waitersMutex_, since a waiter holds its own mutex while it registers.
+    // Wakes every waiter whose deadline `now` has reached. Their mutexes are taken outside
+    // waitersMutex_, since a waiter holds its own mutex while it registers.
     void MoveTo(std::int64_t now) {
         std::vector<Waiter> due;
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
-            for (const Waiter& w : waiters_) {
-                if (w.deadline <= now) {
-                    due.push_back(w);
+            for (const auto& w : waiters_) {
+                if (w.second.deadline <= now) {
+                    due.push_back(w.second);
                 }
             }
         }
@@ -151,11 +138,10 @@ private:
 
     std::atomic<std::int64_t> now_;
     std::atomic<std::int64_t> slept_{0};
-
     std::mutex waitersMutex_;
     std::condition_variable waitersChanged_;
-    std::vector<Waiter> waiters_;
-    std::uint64_t waitsBegun_ = 0;
+    std::map<std::uint64_t, Waiter> waiters_;  // by the serial number of the wait
+    std::atomic<std::uint64_t> waitsBegun_{0};
 };
 
 }  // namespace orvik::testing
