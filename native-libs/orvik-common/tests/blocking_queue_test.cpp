@@ -26,7 +26,10 @@ constexpr char kRefusedLine[] = "[WARN][native-libs/orvik-common/include/common/
 constexpr char kRefused[] = "[orvik::BlockingQueue::Push] queue full or timeout\n";
 
 TEST(BlockingQueueTest, FullQueueRefusesPushesWithLogAndEmptyPopIsSilent) {
-    Queue queue(2), closed(0);
+    Queue unbounded, queue(2), closed(0);
+    for (int i = 0; i < 10000; ++i) {
+        ASSERT_TRUE(unbounded.Push([] {}, -1));
+    }
     std::vector<int> ran;
     for (int i = 1; i <= 2; ++i) {
         ASSERT_TRUE(queue.Push([&ran, i] { ran.push_back(i); }, -1));
@@ -74,9 +77,10 @@ TEST(BlockingQueueTest, EndlessWaitsOnBothSidesHandOverEveryItemInOrder) {
     EXPECT_EQ(next, kItems);
 }
 
-TEST(BlockingQueueTest, HaltReleasesEndlessWaitersOnBothSides) {
+TEST(BlockingQueueTest, HaltDropsItemsReleasesWaitersAndRefusesAsTimeOutsSay) {
     Queue full(1), empty;
-    ASSERT_TRUE(full.Push([] {}));
+    auto token = std::make_shared<int>(0);
+    ASSERT_TRUE(full.Push([token] { ADD_FAILURE() << "a dropped item ran"; }));
     ConsoleCapture console;
     bool pushed = true, popped = true;
     std::thread pusher([&] { pushed = full.Push([] {}, 0); });
@@ -85,34 +89,24 @@ TEST(BlockingQueueTest, HaltReleasesEndlessWaitersOnBothSides) {
         popped = empty.Pop(out, 0);
     });
     full.Halt();
+    full.Halt();  // idempotent
     empty.Halt();
     pusher.join();
     popper.join();
     EXPECT_FALSE(pushed);
     EXPECT_FALSE(popped);
-    EXPECT_EQ(CountOf(console.Text(), kRefused), 1u) << console.Text();
-}
-
-TEST(BlockingQueueTest, HaltDropsItemsUnrunAndRefusesEachPushAsItsTimeOutSays) {
-    Queue queue;
-    auto token = std::make_shared<int>(0);
-    for (int i = 0; i < 10000; ++i) {  // the default queue is never full
-        ASSERT_TRUE(queue.Push([token] { ADD_FAILURE() << "a dropped item ran"; }, -1));
-    }
-    queue.Halt();
-    queue.Halt();  // idempotent
     EXPECT_EQ(token.use_count(), 1);
-    ConsoleCapture console;
+    EXPECT_EQ(CountOf(console.Text(), kRefused), 1u) << console.Text();
     for (int timeoutMs : {-1, 0, 50}) {  // a positive time-out is waited out
         SCOPED_TRACE(timeoutMs);
         console.Clear();
         const auto start = platform::SteadyClockNow();
-        EXPECT_FALSE(queue.Push([] {}, timeoutMs));
+        EXPECT_FALSE(full.Push([] {}, timeoutMs));
         EXPECT_GE(Since(start), std::chrono::milliseconds(timeoutMs > 0 ? timeoutMs : 0));
         EXPECT_EQ(CountOf(console.Text(), kRefused), 1u);
         Task out;
-        EXPECT_FALSE(queue.Pop(out, timeoutMs));
-        EXPECT_EQ(queue.Size(), 0u);
+        EXPECT_FALSE(full.Pop(out, timeoutMs));
+        EXPECT_EQ(full.Size(), 0u);
     }
 }
 

@@ -15,33 +15,26 @@ namespace {
 using testing::Eventually;
 using testing::Since;
 
-TEST(CountDownLatchTest, ZeroReleasesEndlessWaitForGood) {
-    CountDownLatch latch(2);
+TEST(CountDownLatchTest, ZeroReleasesForGoodAndTimedWaitsSleepOnce) {
+    CountDownLatch latch(2), zero(0);
+    zero.Wait(0);
     std::thread waiter([&] { latch.Wait(0); });
     latch.CountDown();
-    EXPECT_EQ(latch.GetCount(), 1u);
-    latch.CountDown();
-    waiter.join();
-    latch.CountDown();
-    EXPECT_EQ(latch.GetCount(), 0u);
-    latch.Wait(0);
-    CountDownLatch zero(0);
-    zero.Wait(0);
-}
-
-TEST(CountDownLatchTest, TimedWaitSleepsOnceAndHugeWaitsEndAtRelease) {
-    CountDownLatch latch(1);
     const auto start = platform::SteadyClockNow();
     latch.Wait(100);
     EXPECT_GE(Since(start), std::chrono::milliseconds(100));
     latch.Wait(~0ull);  // top bit set: negative, no wait
     EXPECT_EQ(latch.GetCount(), 1u);
     std::thread releaser([&] { latch.CountDown(); });
-    latch.Wait(1ull << 62);  // must not overflow the clock into a past deadline or a hang
+    latch.Wait(1ull << 62);  // must neither overflow the clock nor outlast the release
     releaser.join();
+    waiter.join();
+    latch.CountDown();
     EXPECT_EQ(latch.GetCount(), 0u);
+    latch.Wait(0);
 }
 
+// After CountAll every endless Wait passes at once; timed ones still sleep until notified.
 TEST(CountOutWakeTest, CountOutReleasesOneWaiterAndCountAllTheRest) {
     CountOutWake gate(5);  // counts 5 plus the threads inside Wait
     std::atomic<int> released{0};
@@ -58,6 +51,16 @@ TEST(CountOutWakeTest, CountOutReleasesOneWaiterAndCountAllTheRest) {
     first.join();
     second.join();
     EXPECT_EQ(gate.GetCount(), 5u);
+
+    gate.Wait(0);
+    const auto start = platform::SteadyClockNow();
+    gate.Wait(1000000);  // nanoseconds
+    EXPECT_GE(Since(start), std::chrono::milliseconds(1));
+    gate.Wait(~0ull);                                    // negative: no wait
+    std::thread waiter([&] { gate.Wait(~0ull >> 1); });  // the longest wait ends at CountAll
+    ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 6; }));
+    gate.CountAll();
+    waiter.join();
 }
 
 TEST(CountOutWakeTest, EarlyCountOutDoesNotOpenTheNextWait) {
@@ -71,20 +74,6 @@ TEST(CountOutWakeTest, EarlyCountOutDoesNotOpenTheNextWait) {
     ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 1; }));
     EXPECT_FALSE(returned);
     gate.CountOut();
-    waiter.join();
-}
-
-TEST(CountOutWakeTest, AfterCountAllOnlyEndlessWaitPassesAtOnce) {
-    CountOutWake gate;
-    gate.CountAll();
-    gate.Wait(0);
-    const auto start = platform::SteadyClockNow();
-    gate.Wait(1000000);  // nanoseconds
-    EXPECT_GE(Since(start), std::chrono::milliseconds(1));
-    gate.Wait(~0ull);                                    // negative: no wait
-    std::thread waiter([&] { gate.Wait(~0ull >> 1); });  // longest wait ends at CountAll
-    ASSERT_TRUE(Eventually([&] { return gate.GetCount() == 1; }));
-    gate.CountAll();
     waiter.join();
 }
 
