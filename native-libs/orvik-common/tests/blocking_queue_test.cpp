@@ -41,10 +41,7 @@ TEST(BlockingQueueTest, FullQueueRefusesPushesWithLogAndEmptyPopIsSilent) {
     EXPECT_GE(Since(start), std::chrono::milliseconds(100));
     EXPECT_FALSE(closed.Push([] {}, 10));
     EXPECT_EQ(queue.Size(), 2u);
-    EXPECT_EQ(
-        CountOf(console.Text(), "[WARN][native-libs/orvik-common/include/common/blocking_queue.h:"),
-        3u)
-        << console.Text();
+    EXPECT_EQ(CountOf(console.Text(), kRefusedLine), 3u) << console.Text();
     EXPECT_EQ(CountOf(console.Text(), kRefused), 3u);
 
     console.Clear();

@@ -162,6 +162,8 @@ TEST(ThreadPoolTest, TaskExceptionsGoToTheFutureOrTheLogAndTheThreadGoesOn) {
     EXPECT_EQ(first, last);
 }
 
+// A Wait that starts before the shutdown ends once the queue is empty: an immediate shutdown
+// empties it (breaking the futures it drops) while the running task still blocks.
 TEST(ThreadPoolTest, ShutdownMethodsDecideTheFateOfQueuedTasks) {
     const struct {
         ThreadPool::SHUTDOWN_METHOD method;
@@ -173,17 +175,27 @@ TEST(ThreadPoolTest, ShutdownMethodsDecideTheFateOfQueuedTasks) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.method);
         BlockedPool blocked(5);
-        std::atomic<bool> returned{false};
+        std::future<void> last = blocked.pool->SubmitWithFuture([] {});
+        std::atomic<bool> waited{false}, returned{false};
+        std::thread waiter([&] {
+            blocked.pool->Wait();
+            waited = true;
+        });
         std::thread shutdown([&] {
             blocked.pool->Shutdown(c.method);
             returned = true;
         });
-        ASSERT_TRUE(Eventually([&] { return blocked.pool->IsShuntDown(); }));
+        EXPECT_TRUE(Eventually([&] { return blocked.pool->IsShuntDown(); }));
+        if (c.method == ThreadPool::SHUTDOWN_IMMEDIATE) {
+            EXPECT_TRUE(Eventually([&] { return waited.load(); }));
+        }
         EXPECT_FALSE(returned) << "Shutdown waits for the running task";
         const auto opened = platform::SteadyClockNow();
         blocked.Open();
         shutdown.join();
+        waiter.join();
         EXPECT_EQ(blocked.ran, c.ran);
+        EXPECT_EQ(ErrorOf(std::move(last)) == std::future_errc::broken_promise, c.ran == 1);
         EXPECT_EQ(blocked.pool->GetPendingTaskNumber(), 0u);
         EXPECT_EQ(blocked.pool->GetRunningThreadNumber(), 0u);
         if (c.waitsForIdleOut) {
@@ -192,25 +204,6 @@ TEST(ThreadPoolTest, ShutdownMethodsDecideTheFateOfQueuedTasks) {
         EXPECT_FALSE(Submit(*blocked.pool, [] {}));
         blocked.pool->Shutdown(c.method);  // a second call finds no thread and returns
     }
-}
-
-// Wait returns once the queue is empty, not when the running task ends; an immediate shutdown
-// empties the queue, so it releases a Wait and breaks the futures of the dropped tasks.
-TEST(ThreadPoolTest, WaitEndsWithAnEmptyQueueAndImmediateShutdownEmptiesIt) {
-    BlockedPool blocked(0);
-    blocked.pool->Wait();
-    std::future<void> dropped = blocked.pool->SubmitWithFuture([] {});
-    std::atomic<bool> returned{false};
-    std::thread waiter([&] {
-        blocked.pool->Wait();
-        returned = true;
-    });
-    std::thread shutdown([&] { blocked.pool->Shutdown(ThreadPool::SHUTDOWN_IMMEDIATE); });
-    EXPECT_TRUE(Eventually([&] { return returned.load(); }));
-    EXPECT_EQ(ErrorOf(std::move(dropped)), std::future_errc::broken_promise);
-    blocked.Open();
-    shutdown.join();
-    waiter.join();
 }
 
 // Many short rounds, each ending in Wait: a wake-up lost between Wait's test of the queue and
