@@ -1,9 +1,10 @@
-// Waiting for another thread's progress in tests: polls a condition with a generous deadline,
-// so that a broken library fails the test instead of hanging it.
+// Helpers for tests of threads: waiting for another thread's progress with a generous deadline
+// (so that a broken library fails the test instead of hanging it), and counting log lines.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_EVENTUALLY_H
 #define ORVIK_COMMON_TESTS_SUPPORT_EVENTUALLY_H
 
 #include <chrono>
+#include <string>
 
 #include "platform/platform.h"
 
@@ -22,9 +23,16 @@ bool Eventually(Condition condition, std::chrono::milliseconds limit = std::chro
     return true;
 }
 
-// Time passed on the steady clock since `start`.
 inline std::chrono::nanoseconds Since(std::chrono::steady_clock::time_point start) {
     return platform::SteadyClockNow() - start;
+}
+
+inline size_t CountOf(const std::string& text, const std::string& part) {
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
 }
 
 }  // namespace orvik::testing
