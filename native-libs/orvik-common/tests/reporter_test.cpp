@@ -13,6 +13,7 @@
 
 #include "common/path.h"
 #include "support/console_capture.h"
+#include "support/temp_directory.h"
 
 namespace orvik {
 namespace {
@@ -167,6 +168,9 @@ TEST(ReporterTest, EnableFalseNeverDisables) {
 }
 
 TEST(ReporterTest, RelativeEnginePathReachesInitAbsolute) {
+    // In a directory below the root: joining a path to a root ("C:\") would give an empty token.
+    const testing::TempDirectory temp;
+    const testing::WorkingDirectory inside(temp.Native());
     auto engine = std::make_shared<RecordingEngine>();
     ASSERT_TRUE(SetReportEngine(engine));
     EnableWith("abs", "logs/../reports/./today");
