@@ -22,7 +22,7 @@ sudo=""
 [ "$(id -u)" -eq 0 ] || sudo="sudo"
 
 # --- Packages --------------------------------------------------------------------------------
-packages=(cmake make g++-mingw-w64-x86-64-posix wine64 googletest dpkg-dev perl)
+packages=(cmake make g++-mingw-w64-x86-64-posix wine64 googletest nlohmann-json3-dev dpkg-dev perl)
 missing=()
 for package in "${packages[@]}"; do
     dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
@@ -108,6 +108,17 @@ if [ ! -f "$gtest_dir/lib/cmake/GTest/GTestConfig.cmake" ]; then
     rm -rf "$work"
 fi
 
+# --- nlohmann-json for Windows: Debian's headers, seen through a prefix of their own -----------
+# The library is headers alone, but its CMake package names /usr/include, which would put the
+# host's C headers in front of the cross compiler's. A prefix in the build holding only the
+# library's own header folder, with Debian's package files beside it, gives the same target.
+json_config=$(dpkg -L nlohmann-json3-dev | grep '/nlohmann_jsonConfig.cmake$' | head -n 1)
+json_prefix="$build/nlohmann-json"
+mkdir -p "$json_prefix/include" "$json_prefix/share/cmake"
+ln -sfn /usr/include/nlohmann "$json_prefix/include/nlohmann"
+rm -rf "$json_prefix/share/cmake/nlohmann_json"
+cp -r "$(dirname "$json_config")" "$json_prefix/share/cmake/nlohmann_json"
+
 # --- Wine ------------------------------------------------------------------------------------
 # A prefix of our own, and one wineserver kept alive for the whole run, so that each test
 # process starts without bringing a server up and down. It is shut down however the run ends.
@@ -131,7 +142,8 @@ cmake -S "$root" -B "$build" \
     -DORVIK_COMMON_BUILD_BENCHMARKS=OFF -DORVIK_COMMON_BUILD_EXAMPLES=OFF \
     -DOPENSSL_USE_STATIC_LIBS=ON -DOPENSSL_INCLUDE_DIR="$openssl_dir/include" \
     -DLIB_EAY="$openssl_dir/lib/libcrypto.a" \
-    -DGTest_DIR="$gtest_dir/lib/cmake/GTest" >/dev/null
+    -DGTest_DIR="$gtest_dir/lib/cmake/GTest" \
+    -Dnlohmann_json_DIR="$json_prefix/share/cmake/nlohmann_json" >/dev/null
 cmake --build "$build" -j "$jobs"
 ctest --test-dir "$build" --output-on-failure -j "$jobs"
 echo "Windows build and tests under Wine took $((SECONDS - started)) s"

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <mutex>
@@ -165,6 +166,13 @@ TEST(PlatformSysTest, SystemFactsOfThisMachine) {
     EXPECT_EQ(release.rfind(prefix, 0), 0u) << release;
     ASSERT_GT(release.size(), prefix.size()) << release;
     EXPECT_TRUE(release[prefix.size()] == '.' || release[prefix.size()] == '-') << release;
+#elif defined(_WIN32)
+    // Read another way: the kernel's shared data page, at the same address in every Windows
+    // process, holds the version the kernel reports (its NtMajorVersion and NtMinorVersion
+    // fields), which no compatibility setting of the program changes.
+    const auto* sharedData = reinterpret_cast<const volatile std::uint32_t*>(0x7FFE0000);
+    EXPECT_EQ(version->first, sharedData[0x26C / 4]);
+    EXPECT_EQ(version->second, sharedData[0x270 / 4]);
 #endif
 }
 
@@ -350,7 +358,7 @@ TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsWhateverOthersWrote)
         EXPECT_TRUE(file->Append(std::string("one\0\n", 5)));
         EXPECT_TRUE(file->SyncToDisk());
     }
-    std::ofstream(temp.Native() / "log.txt", std::ios::app) << "other\n";
+    std::ofstream(temp.Native() / "log.txt", std::ios::app | std::ios::binary) << "other\n";
     {
         auto file = platform::OpenAppendOnlyFile(path);
         ASSERT_NE(file, nullptr);

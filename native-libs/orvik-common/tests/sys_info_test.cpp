@@ -46,7 +46,15 @@ TEST(SysInfoTest, FieldsAreReplacedNotAppendedTo) {
     // The real system's own facts, as the platform layer gives them.
     EXPECT_EQ(info->osArch, platform::SystemName());
     EXPECT_EQ(info->osManufacturingModel, platform::ProcessorArchitecture());
-    EXPECT_NE(info->osVersion.find('.'), std::string::npos);
+    const auto version = platform::SystemVersion();
+    ASSERT_TRUE(version.has_value());
+    EXPECT_EQ(info->osVersion,
+              std::to_string(version->first) + "." + std::to_string(version->second));
+#ifdef _WIN32
+    // What a 64-bit Windows build reports of itself.
+    EXPECT_EQ(info->osArch, "Windows");
+    EXPECT_EQ(info->osManufacturingModel, "x64");
+#endif
 }
 
 TEST(SysInfoTest, FirstFailureEndsTheCallWithItsLogLine) {

@@ -64,10 +64,6 @@ public:
                       std::string engineTextB, std::string engineTextC, std::string enginePath) = 0;
 };
 
-// Installs the engine that Reporter holds. False, changing nothing, for an empty pointer or once
-// Reporter is enabled; a later call before Enable replaces an earlier engine. Thread-safe.
-ORVIK_COMMON_API bool SetReportEngine(std::shared_ptr<ReportEngine> engine);
-
 // The process-wide front of the reporter. Built at the first GetInstance; every member may be
 // called from any thread (one recursive mutex guards the state).
 class ORVIK_COMMON_API Reporter {
@@ -101,6 +97,12 @@ private:
     std::shared_ptr<ReportEngine> engine;
     std::string storedText;
 };
+
+// Installs the engine that Reporter holds. False, changing nothing, for an empty pointer or once
+// Reporter is enabled; a later call before Enable replaces an earlier engine. Thread-safe.
+// Declared after Reporter: a friend declaration that follows the exported one would drop the
+// import attribute where the library is a DLL.
+ORVIK_COMMON_API bool SetReportEngine(std::shared_ptr<ReportEngine> engine);
 
 }  // namespace orvik
 

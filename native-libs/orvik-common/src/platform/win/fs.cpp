@@ -119,4 +119,46 @@ bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_ba
     return stream.is_open();
 }
 
+namespace {
+
+class WindowsAppendOnlyFile : public AppendOnlyFile {
+public:
+    explicit WindowsAppendOnlyFile(HANDLE file) : file_(file) {}
+    ~WindowsAppendOnlyFile() override { CloseHandle(file_); }
+    WindowsAppendOnlyFile(const WindowsAppendOnlyFile&) = delete;
+    WindowsAppendOnlyFile& operator=(const WindowsAppendOnlyFile&) = delete;
+
+    bool Append(std::string_view bytes) override {
+        // A handle opened with FILE_APPEND_DATA alone writes every part at the end of the file.
+        // WriteFile takes a DWORD count and may take less than asked.
+        while (!bytes.empty()) {
+            const DWORD wanted = static_cast<DWORD>(
+                std::min<std::size_t>(bytes.size(), std::numeric_limits<DWORD>::max()));
+            DWORD written = 0;
+            if (WriteFile(file_, bytes.data(), wanted, &written, nullptr) == 0 || written == 0) {
+                return false;
+            }
+            bytes.remove_prefix(written);
+        }
+        return true;
+    }
+
+    bool SyncToDisk() override { return FlushFileBuffers(file_) != 0; }
+
+private:
+    const HANDLE file_;
+};
+
+}  // namespace
+
+std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path) {
+    const HANDLE file = CreateFileW(WithBackslashes(path).c_str(), FILE_APPEND_DATA,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return nullptr;
+    }
+    return std::make_unique<WindowsAppendOnlyFile>(file);
+}
+
 }  // namespace orvik::platform
