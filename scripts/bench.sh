@@ -27,6 +27,9 @@ fi
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DORVIK_COMMON_BUILD_TESTS=OFF \
     -DORVIK_COMMON_BUILD_EXAMPLES=OFF -DORVIK_COMMON_BUILD_BENCHMARKS=ON >/dev/null
 cmake --build "$build" -j "$jobs"
+# Keep large result buffers on the heap: otherwise each fresh multi-megabyte vector is mapped anew
+# and its page faults swamp whichever side of a comparison happens to meet them.
+export GLIBC_TUNABLES=${GLIBC_TUNABLES:-glibc.malloc.mmap_threshold=4194304:glibc.malloc.trim_threshold=16777216}
 for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
     case "$(basename "$binary")" in *"$filter"*) ;; *) continue ;; esac
     echo "== $(basename "$binary")"
