@@ -217,6 +217,13 @@ TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
     }
     EXPECT_FALSE(platform::CreateOneDirectory(WideWindows("D" + drive.substr(1) + "\\x")));
     EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows("\\\\srv\\share\\x")));
+
+    // A tree makes all its levels, but not one that exists.
+    const std::wstring tree = WideWindows(temp.Windows("a\\b\\c"));
+    EXPECT_TRUE(platform::CreateDirectoryTree(tree));
+    EXPECT_TRUE(std::filesystem::is_directory(temp.Native() / "a/b/c"));
+    EXPECT_FALSE(platform::CreateDirectoryTree(tree));
+    EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows(temp.Windows("a"))));
 }
 
 TEST(PlatformFileSystemTest, RelativeTextFollowsTheWorkingDirectory) {
@@ -245,15 +252,6 @@ TEST(PlatformFileSystemTest, RelativeTextFollowsTheWorkingDirectory) {
     EXPECT_FALSE(platform::RemoveDirectoryNarrow("sub"));  // not empty
     EXPECT_TRUE(platform::RemoveFileNarrow("sub\\f"));
     EXPECT_TRUE(platform::RemoveDirectoryNarrow("sub"));
-}
-
-TEST(PlatformFileSystemTest, DirectoryTreeMakesAllLevelsButNotAnExistingOne) {
-    testing::TempDirectory temp;
-    const std::wstring tree = WideWindows(temp.Windows("a\\b\\c"));
-    EXPECT_TRUE(platform::CreateDirectoryTree(tree));
-    EXPECT_TRUE(std::filesystem::is_directory(temp.Native() / "a/b/c"));
-    EXPECT_FALSE(platform::CreateDirectoryTree(tree));
-    EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows(temp.Windows("a"))));
 }
 
 TEST(PlatformFileSystemTest, FullPathNameIsTextAlone) {

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "platform/platform.h"
 #include "support/console_capture.h"
@@ -20,6 +21,10 @@ std::shared_ptr<ClientDeviceInfo> CallersInfo() {
         ClientDeviceInfo{"old arch", "my laptop", "old version", "old model"});
 }
 
+auto Fields(const ClientDeviceInfo& i) {
+    return std::make_tuple(i.osArch, i.deviceName, i.osVersion, i.osManufacturingModel);
+}
+
 TEST(SysInfoTest, ReplacesTheThreeFieldsWithWhatTheSystemTells) {
     {
         FakeSystemFacts system;
@@ -27,10 +32,7 @@ TEST(SysInfoTest, ReplacesTheThreeFieldsWithWhatTheSystemTells) {
         auto info = CallersInfo();
         ConsoleCapture console;
         ASSERT_TRUE(SysInfo::GetClientOsInfo(info));
-        EXPECT_EQ(info->osArch, "Windows");
-        EXPECT_EQ(info->osVersion, "4294967295.12");
-        EXPECT_EQ(info->osManufacturingModel, "x64");
-        EXPECT_EQ(info->deviceName, "my laptop");
+        EXPECT_EQ(Fields(*info), Fields({"Windows", "my laptop", "4294967295.12", "x64"}));
         EXPECT_EQ(console.Text(), "");
     }
     // The real system, twice: a second call replaces, it does not append.
@@ -74,10 +76,7 @@ TEST(SysInfoTest, FirstFailureEndsTheCallWithItsLogLine) {
         ConsoleCapture console;
 
         EXPECT_FALSE(SysInfo::GetClientOsInfo(info));
-        EXPECT_EQ(info->osArch, c.expected.osArch);
-        EXPECT_EQ(info->deviceName, c.expected.deviceName);
-        EXPECT_EQ(info->osVersion, c.expected.osVersion);
-        EXPECT_EQ(info->osManufacturingModel, c.expected.osManufacturingModel);
+        EXPECT_EQ(Fields(*info), Fields(c.expected));
 
         const std::string text = console.Text();
         const std::string tail =
