@@ -37,7 +37,7 @@ protected:
     const std::string withNul_{"one\0two\r\n\0", 10};
 };
 
-TEST_F(FileUtilsTest, ReadFileResultsInTheirOrder) {
+TEST_F(FileUtilsTest, ReadFileAndWriteFileResultsInTheirOrder) {
     fs::create_directory(temp_.Native() / "dir");
     Write("empty", "");
     Write("data", withNul_);
@@ -66,10 +66,7 @@ TEST_F(FileUtilsTest, ReadFileResultsInTheirOrder) {
 
     EXPECT_THROW(FileUtils::ReadFile(std::string("a\0b\\c", 5), content, 0), std::out_of_range);
     EXPECT_THROW(FileUtils::WriteFile("x", std::string("a\0b\\c", 5), 0), std::out_of_range);
-}
 
-TEST_F(FileUtilsTest, WriteFileResultsInTheirOrder) {
-    fs::create_directory(temp_.Native() / "dir");
     const WorkingDirectory inside(temp_.Native());
 
     EXPECT_EQ(FileUtils::WriteFile("x", temp_.Windows("dir"), 0), FILE_OPT_IS_DIRECTORY);

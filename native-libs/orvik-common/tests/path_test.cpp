@@ -122,9 +122,9 @@ TEST(PathStrTest, LongPathPrefixAboveTheLegacyLimit) {
 }
 
 TEST(PathStrTest, WideEntrancesConvertUtf8) {
-    Path path(L"C:\\\u00e9t\u00e9\\\U0001F600");
-    EXPECT_EQ(path.Str(kWin), "C:\\\xC3\xA9t\xC3\xA9\\\xF0\x9F\x98\x80");
-    EXPECT_EQ(path.Wstr(kWin), L"C:\\\u00e9t\u00e9\\\U0001F600");
+    Path path(L"C:\\\u00e9\\\U0001F600");
+    EXPECT_EQ(path.Str(kWin), "C:\\\xC3\xA9\\\xF0\x9F\x98\x80");
+    EXPECT_EQ(path.Wstr(kWin), L"C:\\\u00e9\\\U0001F600");
     path = std::wstring(L"a/b");
     EXPECT_EQ(path.Str(kWin), "a\\b");
 }
