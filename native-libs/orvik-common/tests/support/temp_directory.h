@@ -1,9 +1,10 @@
-// A fresh, empty directory for one test, removed with everything in it when the object goes.
-// Names it both ways: as the system's path and as the Windows path text that the library takes
-// ("C:\tmp\orvik-...": on POSIX systems the file system is the drive C:).
+// A fresh, empty directory for one test, removed with its contents when the object goes. Named
+// both as the system's path and as the Windows path text the library takes ("C:\tmp\orvik-...":
+// on POSIX systems the file system is the drive C:).
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
 #define ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -30,16 +31,14 @@ public:
     const std::filesystem::path& Native() const { return path_; }
 
     // `relative` ("a/b", "/" as separator) under the directory, as Windows path text.
-    std::string Windows(const std::string& relative = std::string()) const {
+    std::string Windows(const std::string& relative = {}) const {
         return WindowsForm(relative.empty() ? path_ : path_ / relative);
     }
 
     static std::string WindowsForm(const std::filesystem::path& native) {
         std::string text = native.string();
 #ifndef _WIN32
-        for (char& c : text) {
-            c = c == '/' ? '\\' : c;
-        }
+        std::replace(text.begin(), text.end(), '/', '\\');
         text.insert(0, "C:");
 #endif
         return text;
