@@ -2,9 +2,25 @@
 // order of its construction (and the reverse order of its destruction at unload).
 #include "library_frame.h"
 
-namespace orvik::detail {
+#include "never_destroyed.h"
 
-// 1. FileUtils' write lock.
+namespace orvik::detail {
+namespace {
+
+// A process-wide pool whose ThreadPool object is never destroyed. The published pointer owns
+// it as any pool is owned; when the last owner lets go (at unload, or later on the pool's last
+// thread) the deleter does what the destructor would do, Shutdown(SHUTDOWN_IMMEDIATE), and
+// keeps the memory, so a thread or a host call that still reaches the pool while the process
+// exits finds a live object that refuses new work.
+std::shared_ptr<ThreadPool> MakeProcessPool(NeverDestroyed<ThreadPool>& storage) {
+    return std::shared_ptr<ThreadPool>(storage.get(), [](ThreadPool* pool) {
+        pool->Shutdown(ThreadPool::SHUTDOWN_IMMEDIATE);
+    });
+}
+
+}  // namespace
+
+// 1. FileUtils' write locks: guards the table of files being written.
 std::mutex fileWriteMutex;
 
 // 2. The host level table is a constant in log.cpp.
@@ -15,19 +31,31 @@ std::recursive_mutex optionMutex;
 // 4. The priority table is a constant in network_global_option.cpp.
 
 // 5. The reporter pool.
-const std::shared_ptr<ThreadPool> reporterPool =
-    std::make_shared<ThreadPool>("ov-com-report", 1, 1);
+namespace {
+NeverDestroyed<ThreadPool> reporterPoolObject("ov-com-report", 1, 1);
+}
+const std::shared_ptr<ThreadPool> reporterPool = MakeProcessPool(reporterPoolObject);
 
-// 6, 7. The words of the bool conversions.
-const std::string trueText = "true";
-const std::string falseText = "false";
+// 6, 7. The words of the bool conversions, never destroyed: a host thread may still parse a
+// bool while the process exits.
+namespace {
+NeverDestroyed<std::string> trueTextObject("true");
+NeverDestroyed<std::string> falseTextObject("false");
+}  // namespace
+const std::string& trueText = *trueTextObject;
+const std::string& falseText = *falseTextObject;
 
 }  // namespace orvik::detail
 
 namespace orvik {
 
 // 8. The pool for the stack's init-or-retry tasks.
+namespace detail {
+namespace {
+NeverDestroyed<ThreadPool> initRetryPoolObject("initOrRetryTask", 1, 1);
+}
+}  // namespace detail
 const std::shared_ptr<ThreadPool> InitOrRetryTask::initRetryThreadPool =
-    std::make_shared<ThreadPool>("initOrRetryTask", 1, 1);
+    detail::MakeProcessPool(detail::initRetryPoolObject);
 
 }  // namespace orvik

@@ -139,28 +139,30 @@ unsigned int CountOutWake::GetCount() {
 // ---------------------------------------------------------------------------------------------
 // Worker: one thread of a pool.
 //
-// The pool's `workers` and the thread's own argument each hold the Worker; while its loop runs
-// the thread also holds the pool, so a pool with a live thread cannot be destroyed. A thread
-// detaches itself before it leaves, so whoever drops the last reference never joins.
+// The pool's `workers` and the thread's own argument each hold the Worker. The thread's
+// argument also holds the pool, from the moment the thread is launched until it leaves, so a
+// pool with a thread cannot be destroyed, even if its last owner lets go before the thread has
+// begun: the queued tasks still run. A thread detaches itself before it leaves, so whoever
+// drops the last reference never joins.
 
 class Worker : public std::enable_shared_from_this<Worker> {
 public:
-    Worker(std::string name, std::weak_ptr<ThreadPool> pool)
-        : name(std::move(name)), pool(std::move(pool)) {}
+    explicit Worker(std::string name) : name(std::move(name)) {}
     virtual ~Worker() { Join(); }
 
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    // Sets `running` and launches the thread. Throws std::system_error when the system
-    // refuses a thread; the worker is then as before.
-    void Start();
+    // Sets `running` and launches the thread, which holds `pool` until it leaves. Throws
+    // std::system_error when the system refuses a thread; the worker is then as before.
+    void Start(std::shared_ptr<ThreadPool> pool);
     // Ends the loop after the current turn.
     void Stop();
     // Lets a stopped worker take more turns.
     void Resume();
 
-    static void ThreadMain(const std::shared_ptr<Worker>& self);
+    static void ThreadMain(const std::shared_ptr<Worker>& self,
+                           std::shared_ptr<ThreadPool>& pool);
 
     std::atomic<bool> running{false};
 
@@ -174,19 +176,21 @@ private:
     std::shared_ptr<std::thread> thread;
     std::mutex mutex;  // guards `thread` and the writes of running and joining
     std::atomic<bool> joining{false};
-    std::weak_ptr<ThreadPool> pool;
 };
 
-void Worker::Start() {
+void Worker::Start(std::shared_ptr<ThreadPool> pool) {
     std::lock_guard<std::mutex> lock(mutex);
     if (thread) {
         return;
     }
     running.exchange(true);
     try {
-        // The thread's own reference lives in the lambda and goes with the thread's state,
-        // on the thread, once ThreadMain has returned.
-        thread = std::make_shared<std::thread>([self = shared_from_this()] { ThreadMain(self); });
+        // The thread's own references live in the lambda; ThreadMain releases the pool on the
+        // thread, and the worker goes with the thread's state once ThreadMain has returned.
+        thread = std::make_shared<std::thread>(
+            [self = shared_from_this(), pool = std::move(pool)]() mutable {
+                ThreadMain(self, pool);
+            });
     } catch (...) {
         running.exchange(false);
         throw;
@@ -203,26 +207,19 @@ void Worker::Resume() {
     running.exchange(true);
 }
 
-void Worker::ThreadMain(const std::shared_ptr<Worker>& self) {
+void Worker::ThreadMain(const std::shared_ptr<Worker>& self, std::shared_ptr<ThreadPool>& pool) {
     AtWorkerMoment(detail::WorkerMoment::kThreadBegun);
-    const std::shared_ptr<ThreadPool> pool = self->pool.lock();
-    if (!pool) {
-        // The last owner let go before this thread began. The pool's destructor has dropped
-        // this worker without waiting for it, so the thread only has to end on its own.
-        self->DetachThread();
-        return;
-    }
     do {
         while (self->running) {
             pool->RunTask(self);
         }
         AtWorkerMoment(detail::WorkerMoment::kIdleTimedOut);
     } while (!pool->RetireWorker(self));
-    self->pool.reset();
     self->DetachThread();
     pool->RemoveWorker(self);
-    // Dropping `pool` here may destroy the pool, and the thread's argument the worker, both on
-    // this thread.
+    // Dropping the pool here may destroy it, on this thread; the thread's argument then drops
+    // the worker.
+    pool.reset();
 }
 
 void Worker::DetachThread() {
@@ -306,10 +303,11 @@ bool ThreadPool::AddWorker() {
 }
 
 void ThreadPool::StartWorkerLocked() {
-    auto worker = std::make_shared<Worker>(name, std::weak_ptr<ThreadPool>(shared_from_this()));
+    auto worker = std::make_shared<Worker>(name);
+    std::shared_ptr<ThreadPool> self = shared_from_this();
     workers.push_back(worker);
     try {
-        worker->Start();
+        worker->Start(std::move(self));
     } catch (...) {
         // A worker that never ran must not be waited for by Shutdown.
         workers.pop_back();
@@ -408,15 +406,8 @@ void ThreadPool::Shutdown(SHUTDOWN_METHOD method) {
         NotifyTaskTaken();
     }
 
-    std::vector<std::shared_ptr<Worker>> neverAttached;  // released after the lock
+    // No thread is left when the destructor runs: each holds the pool until it has left.
     std::unique_lock<std::mutex> workersLock(workersMutex);
-    if (weak_from_this().expired()) {
-        // No owner is left (the destructor runs): every thread that took the pool has left,
-        // since it held an owner, and the workers still listed can no longer take it. They end
-        // on their own; waiting for them would never end.
-        threadCount -= workers.size();
-        neverAttached.swap(workers);
-    }
     workersGone.wait(workersLock, [this] { return workers.empty(); });
 }
 

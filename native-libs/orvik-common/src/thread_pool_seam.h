@@ -8,7 +8,7 @@
 namespace orvik::detail {
 
 enum class WorkerMoment {
-    // The thread has begun and has not yet taken hold of its pool.
+    // The thread has begun (holding its pool) and has not yet looked for a task.
     kThreadBegun,
     // The thread's last Pop found no task (1000 ms without one, or the queue halted), and the
     // thread has not yet decided to leave.

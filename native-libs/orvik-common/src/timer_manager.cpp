@@ -11,6 +11,7 @@
 
 #include "common/time_utils.h"
 #include "internal_log.h"
+#include "never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -26,19 +27,6 @@ constexpr long long kLongestWaitMs = 365LL * 24 * 3600 * 1000;
 
 // A first entry due in exactly 0 ms is waited for with up to this many milliseconds.
 constexpr long long kDueNowWaitMs = 500;
-
-// Stops the process-wide manager at the point of the exit sequence where its destructor
-// would run; the manager's memory stays, since a detached thread may still use it.
-class TimerManagerTeardown {
-public:
-    explicit TimerManagerTeardown(TimerManager& manager) : manager_(manager) {}
-    ~TimerManagerTeardown() { manager_.Stop(); }
-    TimerManagerTeardown(const TimerManagerTeardown&) = delete;
-    TimerManagerTeardown& operator=(const TimerManagerTeardown&) = delete;
-
-private:
-    TimerManager& manager_;
-};
 
 }  // namespace
 
@@ -97,6 +85,23 @@ public:
     }
 
     void NoteUpdate() { updatesWaiting = true; }
+
+    // Timers whose callbacks run now, on the manager's thread or on a thread that Stop told
+    // to leave; a timer stands here once per running callback.
+    bool InCallback(const Timer* timer) const {
+        return std::find(inCallback.begin(), inCallback.end(), timer) != inCallback.end();
+    }
+    void BeginCallback(const Timer* timer) { inCallback.push_back(timer); }
+    // Wakes the threads that hold a timer back until its callback has returned.
+    template <class Condition>
+    void EndCallback(const Timer* timer, Condition& wake) {
+        inCallback.erase(std::find(inCallback.begin(), inCallback.end(), timer));
+        if (heldBack != 0) {
+            wake.notify_all();
+        }
+    }
+    // Timers that are due but held back, over all threads.
+    int heldBack = 0;
 
     // The clock reading of the latest pass, from which the wait after it is measured.
     unsigned long long passTime = 0;
@@ -190,6 +195,7 @@ private:
     // Ranks count down, so that every newcomer ranks below all entries before it.
     long long lowestRank = 0;
     bool updatesWaiting = false;
+    std::vector<const Timer*> inCallback;
 };
 
 }  // namespace detail
@@ -277,13 +283,14 @@ void OvTimer::OnTimer() {
 // TimerManager
 
 TimerManager* TimerManager::GetInstance() {
-    alignas(TimerManager) static unsigned char storage[sizeof(TimerManager)];
-    static TimerManager* const instance = new (storage) TimerManager();
-    static TimerManagerTeardown teardown(*instance);
-    return instance;
+    // Never destroyed: a detached thread may still be inside a callback while the process
+    // exits. Where the destructor would run, the manager is stopped instead.
+    static detail::NeverDestroyed<TimerManager> instance;
+    static detail::UnloadHook teardown([] { instance->Stop(); });
+    return instance.get();
 }
 
-TimerManager::TimerManager() : timers(new detail::TimerList()), running(false), liveLoops(0) {}
+TimerManager::TimerManager() : timers(new detail::TimerList()), running(false) {}
 
 TimerManager::~TimerManager() {
     Stop();
@@ -298,15 +305,8 @@ void TimerManager::Start() {
         return;
     }
     running.store(true);
-    auto launched = std::make_shared<std::thread>([this] {
-        Run();
-        std::lock_guard<std::recursive_mutex> leaving(mutex);
-        if (--liveLoops > 0) {
-            wake.notify_all();  // a newer thread waits for this one to leave
-        }
-    });
+    auto launched = std::make_shared<std::thread>([this] { Run(); });
     loopThread.store(launched->get_id());
-    ++liveLoops;
     launched->detach();
     thread = std::move(launched);
 }
@@ -341,39 +341,61 @@ inline long long TimerManager::GetTimeoutValue() {
 
 void TimerManager::Run() {
     const std::thread::id self = std::this_thread::get_id();
-    {
-        // A thread launched right after Stop fires nothing until the thread that Stop told
-        // to end has left, so that two callbacks never run at once.
-        std::unique_lock<std::recursive_mutex> lock(mutex);
-        wake.wait(lock, [&] { return loopThread.load() != self || liveLoops <= 1; });
-    }
-    std::shared_ptr<Timer> timer;
-    while (running.load() && loopThread.load() == self) {
-        timer = GetTimeoutTimer();
-        if (timer) {
-            try {
-                timer->OnTimer();
-            } catch (const std::exception& error) {
-                ORVIK_LOG(LOG_LEVEL_ERROR, "timer callback threw: %s", error.what());
-            } catch (...) {
-                ORVIK_LOG(LOG_LEVEL_ERROR, "timer callback threw an exception of unknown type");
+    std::shared_ptr<Timer> fired;  // its callback has returned, it is still marked
+    // Due, but their callbacks still run on a thread that Stop told to leave: they fire once
+    // those callbacks have returned, while other timers fire on time.
+    std::vector<std::shared_ptr<Timer>> heldBack;
+    for (;;) {
+        std::shared_ptr<Timer> timer;
+        {
+            std::unique_lock<std::recursive_mutex> lock(mutex);
+            if (fired) {
+                timers->EndCallback(fired.get(), wake);
+                fired.reset();
             }
-            continue;
+            if (!running.load() || loopThread.load() != self) {
+                timers->heldBack -= static_cast<int>(heldBack.size());
+                break;
+            }
+            const auto released = std::find_if(heldBack.begin(), heldBack.end(), [&](auto& t) {
+                return !timers->InCallback(t.get());
+            });
+            if (released != heldBack.end()) {
+                timer = std::move(*released);
+                heldBack.erase(released);
+                --timers->heldBack;
+            } else {
+                timer = GetTimeoutTimer();
+                if (timer && timers->InCallback(timer.get())) {
+                    heldBack.push_back(std::move(timer));
+                    ++timers->heldBack;
+                    continue;
+                }
+            }
+            if (!timer) {
+                if (timers->Empty() && heldBack.empty()) {
+                    running.store(false);
+                    break;
+                }
+                long long delay = timers->Empty() ? kLongestWaitMs : GetTimeoutValue();
+                if (delay == 0) {
+                    delay = kDueNowWaitMs;
+                }
+                // A negative delay (a due time already past) does not wait at all.
+                platform::WaitFor(wake, lock,
+                                  std::chrono::milliseconds(std::min(delay, kLongestWaitMs)));
+                continue;
+            }
+            timers->BeginCallback(timer.get());
         }
-        std::unique_lock<std::recursive_mutex> lock(mutex);
-        if (loopThread.load() != self) {
-            break;
+        try {
+            timer->OnTimer();
+        } catch (const std::exception& error) {
+            ORVIK_LOG(LOG_LEVEL_ERROR, "timer callback threw: %s", error.what());
+        } catch (...) {
+            ORVIK_LOG(LOG_LEVEL_ERROR, "timer callback threw an exception of unknown type");
         }
-        if (timers->Empty()) {
-            running.store(false);
-            break;
-        }
-        long long delay = GetTimeoutValue();
-        if (delay == 0) {
-            delay = kDueNowWaitMs;
-        }
-        // A negative delay (a due time already past) does not wait at all.
-        platform::WaitFor(wake, lock, std::chrono::milliseconds(std::min(delay, kLongestWaitMs)));
+        fired = std::move(timer);
     }
 }
 

@@ -311,20 +311,21 @@ TEST(ThreadPoolMomentTest, TaskQueuedWhileTheOnlyThreadIdlesOutStillRuns) {
     }
 }
 
-// The last owner lets go between the start of a thread and its first hold of the pool: the
-// destructor must not wait for that thread, and the thread must end on its own.
-TEST(ThreadPoolMomentTest, ThreadThatBeginsAfterTheLastOwnerLetGoEndsOnItsOwn) {
+// The last owner lets go right after a submission, before the new thread has begun: the
+// thread keeps the pool, runs the queued task and keeps its promise, and the pool goes with
+// the thread.
+TEST(ThreadPoolMomentTest, PoolDroppedRightAfterSubmissionStillRunsTheTask) {
     Hold held(detail::WorkerMoment::kThreadBegun);
     auto pool = std::make_shared<ThreadPool>("orphan", 1, 1);
     std::weak_ptr<ThreadPool> watched = pool;
-    int ran = 0;
-    ASSERT_TRUE(Submit(*pool, [&ran] { ++ran; }));
+    std::future<void> done = pool->SubmitWithFuture([] {});
     held.arrived.Wait(0);
-    pool.reset();  // the destructor runs here, while the thread is held
-    EXPECT_TRUE(watched.expired());
+    pool.reset();
+    EXPECT_FALSE(watched.expired());
     held.release.CountDown();
-    held.left.Wait(0);
-    EXPECT_EQ(ran, 0);
+    ASSERT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_NO_THROW(done.get());
+    EXPECT_TRUE(Eventually([&] { return watched.expired(); }));
 }
 
 TEST(SharedPoolsTest, SharedPoolsRunTasksStrictlyInSubmissionOrder) {

@@ -15,8 +15,12 @@
 //   data.AddReportInfo("latency_ms", 42);
 //   orvik::Reporter::GetInstance().Report(data.GetReportData(), "session");
 //
-// Nothing on this road reports a failure to the caller: a record that cannot be delivered is
-// lost without a trace.
+// Nothing on this road reports a failure to the caller, and nothing on it throws: a record that
+// cannot be delivered is lost without a trace. Reporter::Flush waits for the records queued so
+// far to reach the engine. When the process exits, Reporter logs "Reporter destructor!" and
+// releases its engine at the place of the exit sequence where a destructor built at its first
+// use would run; from then on every record is dropped, so threads that still report while the
+// process exits are safe.
 #ifndef ORVIK_COMMON_REPORTER_H
 #define ORVIK_COMMON_REPORTER_H
 
@@ -84,6 +88,14 @@ public:
     // and "sdk_name" to "orvik" (replacing the caller's values) and queues the record for the
     // engine; returns without waiting for the delivery, and never blocks for room.
     void Report(std::map<std::string, std::string> data, std::string tag);
+
+    // Waits until every record that Report queued before this call has been handed to the
+    // engine (the engine's Report has returned), so that a host can drain before it exits.
+    // timeoutMs: milliseconds; 0 waits without limit. True at once when Reporter is not
+    // enabled. False on time-out, when no thread can be started to deliver, when called from
+    // inside the engine's Report, and once the library is unloading. Records reported while
+    // Flush waits may or may not be waited for. Blocks; never holds a lock while it waits.
+    bool Flush(unsigned long long timeoutMs);
 
 private:
     Reporter();

@@ -12,7 +12,8 @@
 // set back by an hour, they fire an hour late.
 //
 // Callbacks run on the manager's thread, one at a time, in order of due time, with no lock of
-// the library held; a slow callback delays every other timer. A callback may call every
+// the library held; a slow callback delays every other timer. (Right after TimerManager::Stop
+// the old thread may still finish a callback beside the new thread's; never two of one timer.) A callback may call every
 // member of every timer, its own included, and TimerManager::Stop. Stopping does not wait:
 // a callback may still be running, or about to run, when Stop returns.
 #ifndef ORVIK_COMMON_TIMER_MANAGER_H
@@ -170,7 +171,9 @@ public:
     void Start();
     // Empties the list and tells the thread to end; does not wait for it. Timers in the list
     // are not told: they stay started (Cleared) until Stop or Restart. Not final: a later
-    // AddTimer launches a new thread, which fires nothing before the old thread has left.
+    // AddTimer launches a new thread at once, which fires its timers on time while the old
+    // thread may still finish a callback; a timer whose callback still runs there fires again
+    // only after that callback has returned, so no two callbacks of one timer run at once.
     void Stop();
     // The loop of the manager's thread. Returns at once on any other thread.
     void Run();
@@ -200,9 +203,9 @@ private:
     std::shared_ptr<std::thread> thread;
 
     // The thread that owns the loop (the last one launched); earlier threads leave at their
-    // next turn. liveLoops counts launched threads that have not left yet, under `mutex`.
+    // next turn. Written under `mutex`; read without it by a thread asking whether it is
+    // still the owner, which only its own launch could have made it.
     std::atomic<std::thread::id> loopThread;
-    int liveLoops;
 };
 
 }  // namespace orvik
