@@ -1,11 +1,15 @@
 #include "common/file_utils.h"
 
 #include <fstream>
+#include <map>
+#include <memory>
 #include <mutex>
+#include <string>
 
 #include "common/path.h"
 #include "internal_log.h"
 #include "library_frame.h"
+#include "never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -23,6 +27,45 @@ bool IsSeparator(char c) {
 std::ios_base::openmode OpenMode(int extraBits, std::ios_base::openmode direction) {
     return static_cast<std::ios_base::openmode>(extraBits) | direction;
 }
+
+// Serialises the writes to one file, and only to that file: a write that blocks (a pipe
+// without a reader, a hung share) holds up later writes to the same path, never writes to
+// others. Paths are compared as the absolute text WriteFile opens; the table holds a file only
+// while someone writes it. Never destroyed: a thread may still write while the process exits.
+class FileWriteLock {
+public:
+    explicit FileWriteLock(std::wstring path) {
+        {
+            std::lock_guard<std::mutex> lock(detail::fileWriteMutex);
+            entry_ = Files().try_emplace(std::move(path)).first;
+            ++entry_->second.writers;
+        }
+        entry_->second.mutex.lock();
+    }
+    ~FileWriteLock() {
+        entry_->second.mutex.unlock();
+        std::lock_guard<std::mutex> lock(detail::fileWriteMutex);
+        if (--entry_->second.writers == 0) {
+            Files().erase(entry_);
+        }
+    }
+    FileWriteLock(const FileWriteLock&) = delete;
+    FileWriteLock& operator=(const FileWriteLock&) = delete;
+
+private:
+    struct Entry {
+        std::mutex mutex;  // held while the file is written
+        int writers = 0;   // guarded by fileWriteMutex: holders and waiters of `mutex`
+    };
+    using Table = std::map<std::wstring, Entry>;  // guarded by fileWriteMutex
+
+    static Table& Files() {
+        static detail::NeverDestroyed<Table> files;
+        return *files;
+    }
+
+    Table::iterator entry_;
+};
 
 }  // namespace
 
@@ -122,10 +165,10 @@ FileOptRet FileUtils::WriteFile(const std::string& content, const std::string& p
         return FILE_OPT_NO_PARENT;
     }
 
-    std::lock_guard<std::mutex> lock(detail::fileWriteMutex);
+    const std::wstring wide = file.Wstr(Path::PATH_TYPE_WINDOWS);
+    const FileWriteLock lock(file.Absolute().Wstr(Path::PATH_TYPE_WINDOWS));
     std::ofstream stream;
-    if (!platform::OpenFileStream(stream, file.Wstr(Path::PATH_TYPE_WINDOWS),
-                                  OpenMode(mode, std::ios_base::out))) {
+    if (!platform::OpenFileStream(stream, wide, OpenMode(mode, std::ios_base::out))) {
         return FILE_OPT_OPEN_FAILED;
     }
     stream.write(content.data(), static_cast<std::streamsize>(content.size()));

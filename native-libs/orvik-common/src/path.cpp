@@ -218,40 +218,46 @@ std::vector<std::string> Path::Tokenize(const std::string& text, const std::stri
 }
 
 void Path::Set(const std::string& text, PathType pathType) {
-    type = pathType;
-    path.clear();
+    // Parsed aside and taken over only once nothing can throw any more, so that a text that
+    // raises leaves the path as it was.
+    std::vector<std::string> tokens;
     std::string_view rest(text);
 
     if (pathType == PATH_TYPE_POSIX) {
-        absolute = !rest.empty() && rest.front() == '/';
-        AppendTokens(rest, CharFinder(rest, '/'), path);
+        const bool leadingSlash = !rest.empty() && rest.front() == '/';
+        AppendTokens(rest, CharFinder(rest, '/'), tokens);
+        type = pathType;
+        absolute = leadingSlash;
+        path.swap(tokens);
         return;
     }
 
     std::optional<std::string_view> drive;
+    bool isAbsolute = false;
+    bool isShare = false;
     if (StartsWith(rest, kLongPathPrefix)) {
         rest.remove_prefix(sizeof kLongPathPrefix - 1);
     }
     if (StartsWith(rest, "\\\\")) {
         rest.remove_prefix(2);
         // Two backslashes before a single name are no share: the name stays, relative.
-        absolute = std::any_of(rest.begin(), rest.end(), IsWindowsSeparator);
-        smb = absolute;
+        isAbsolute = std::any_of(rest.begin(), rest.end(), IsWindowsSeparator);
+        isShare = isAbsolute;
     } else if (StartsWith(rest, "UNC\\")) {
         rest.remove_prefix(4);
-        absolute = true;
-        smb = true;
+        isAbsolute = true;
+        isShare = true;
     } else if (rest.size() >= 3 && IsDriveLetter(rest[0]) && rest[1] == ':' &&
                IsWindowsSeparator(rest[2])) {
         drive = rest.substr(0, 2);
         rest.remove_prefix(3);
-        absolute = true;
-        smb = false;
-    } else {
-        absolute = false;
-        smb = false;
+        isAbsolute = true;
     }
-    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), path, drive);
+    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), tokens, drive);
+    type = pathType;
+    absolute = isAbsolute;
+    smb = isShare;
+    path.swap(tokens);
 }
 
 void Path::Set(const std::wstring& text, PathType pathType) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/path.h"
+#include "platform/platform.h"
 #include "support/temp_directory.h"
 
 namespace orvik {
@@ -79,6 +80,28 @@ TEST(FileReportEngineTest, FailuresAreReportedByInitAndCountedByReport) {
     ASSERT_TRUE(engine.Init("x", false, "", "", "", dir.Windows()));
     engine.Report({{"k", "v"}}, "after init");
     EXPECT_EQ(engine.WriteFailures(), 1u);
+}
+
+// A record that meets a full disk part-way leaves no fragment: the file is cut back, the
+// failure is counted, and the records before and after it parse.
+TEST(FileReportEngineTest, RecordThatMeetsAFullDiskLeavesNoFragment) {
+    TempDirectory dir;
+    FileReportEngine engine;
+    ASSERT_TRUE(engine.Init("full", false, "", "", "", dir.Windows()));
+    engine.Report({{"k", "before"}}, "t");
+    const auto file = dir.Native() / "full.jsonl";
+    const auto size = std::filesystem::file_size(file);
+    if (!platform::LimitFileSizeForTesting(size + 16)) {
+        GTEST_SKIP() << "this system cannot limit the size of a file";
+    }
+    engine.Report({{"k", std::string(64, 'x')}}, "t");
+    platform::LimitFileSizeForTesting(0);
+    EXPECT_EQ(engine.WriteFailures(), 1u);
+    EXPECT_EQ(std::filesystem::file_size(file), size);
+    engine.Report({{"k", "after"}}, "t");
+    const auto lines = ReadJsonLines(file);
+    ASSERT_EQ(lines.size(), 3u);
+    EXPECT_EQ(lines[2]["fields"]["k"], "after");
 }
 
 }  // namespace

@@ -7,13 +7,12 @@
 #include <fstream>
 #include <future>
 #include <iterator>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 
 #include "common/log.h"
 #include "common/path.h"
-#include "library_frame.h"
+#include "platform/platform.h"
 #include "support/console_capture.h"
 #include "support/temp_directory.h"
 
@@ -111,16 +110,22 @@ TEST_F(FileUtilsTest, ModeZeroReadsCrlfLineEndsInTheSystemsTextMode) {
     EXPECT_EQ(content, crlf);
 }
 
-TEST_F(FileUtilsTest, WriteFileWaitsForTheFileWriteMutex) {
-    std::unique_lock<std::mutex> held(detail::fileWriteMutex);
-    auto writer = std::async(std::launch::async,
-                             [&] { return FileUtils::WriteFile("done", temp_.Windows("f"), 0); });
-    EXPECT_EQ(writer.wait_for(std::chrono::milliseconds(100)), std::future_status::timeout);
-    EXPECT_FALSE(fs::exists(temp_.Native() / "f"));
-    held.unlock();
-    ASSERT_EQ(writer.wait_for(std::chrono::seconds(30)), std::future_status::ready);
-    EXPECT_EQ(writer.get(), FILE_OPT_SUCCESS);
-    EXPECT_EQ(FileBytes(temp_.Native() / "f"), "done");
+// A write that blocks (opening a pipe that nobody reads yet) holds up no write to another file.
+TEST_F(FileUtilsTest, BlockedWriteHoldsUpNoWriteToAnotherFile) {
+    const std::string pipe = (temp_.Native() / "pipe").string();
+    if (!platform::MakeFifoForTesting(pipe)) {
+        GTEST_SKIP() << "this system has no named pipes";
+    }
+    auto blocked = std::async(std::launch::async,
+                              [&] { return FileUtils::WriteFile("1", temp_.Windows("pipe"), 0); });
+    EXPECT_EQ(blocked.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    auto other = std::async(std::launch::async,
+                            [&] { return FileUtils::WriteFile("2", temp_.Windows("other"), 0); });
+    const bool otherDone = other.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    const auto reader = platform::OpenFifoReaderForTesting(pipe);  // lets the first write through
+    EXPECT_TRUE(otherDone);
+    EXPECT_EQ(other.get(), FILE_OPT_SUCCESS);
+    EXPECT_EQ(blocked.get(), FILE_OPT_SUCCESS);
 }
 
 TEST_F(FileUtilsTest, LongPathsWorkEndToEnd) {

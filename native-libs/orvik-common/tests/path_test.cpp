@@ -89,6 +89,13 @@ TEST(PathParseTest, TextBehindANulReachesNoToken) {
     } catch (const std::out_of_range& error) {
         EXPECT_STREQ(error.what(), "invalid string position");
     }
+    // A Set that throws leaves the path as it was, of either type.
+    for (const Path::PathType type : {kWin, kPosix}) {
+        Path path("\\\\srv\\share\\f");
+        EXPECT_THROW(path.Set(std::string("C:\\x\0y/z", 8), type), std::out_of_range);
+        EXPECT_EQ(TokensOf(path), (Tokens{"srv", "share", "f"}));
+        EXPECT_EQ(path.Str(kWin), "\\\\srv\\share\\f");
+    }
 }
 
 TEST(PathParseTest, SetReplacesTokensAndPosixSetKeepsShareFlag) {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -12,7 +13,9 @@
 #include <thread>
 #include <vector>
 
+#include "common/latch.h"
 #include "common/path.h"
+#include "platform/platform.h"
 #include "support/console_capture.h"
 #include "support/library_log_lines.h"
 #include "support/temp_directory.h"
@@ -30,6 +33,9 @@ using Delivery = std::pair<std::string, Fields>;  // tag and fields
 class RecordingEngine : public ReportEngine {
 public:
     void Report(Fields data, std::string tag) override {
+        if (during) {
+            during(tag);
+        }
         std::lock_guard<std::mutex> lock(mutex_);
         deliveries_.push_back({tag, std::move(data)});
         threads.insert(std::this_thread::get_id());
@@ -53,6 +59,7 @@ public:
     }
 
     int failedInits = 0;
+    std::function<void(const std::string&)> during;  // runs first in Report, unlocked
     std::vector<std::string> initPaths;  // Init runs on the thread that calls Enable
     std::set<std::thread::id> threads;   // read once the reports are awaited
 
@@ -107,6 +114,7 @@ TEST(ReporterTest, ReportsFlowOnlyAfterTheFirstSuccessfulInit) {
     Report("dropped before enable");
     Enable(true, "fails");
     Report("dropped after a failed init");
+    EXPECT_TRUE(Reporter::GetInstance().Flush(1)) << "nothing was queued";
     EXPECT_EQ(console.Text(), "");
     Enable(true, "first");
     Enable(true, "second");
@@ -149,6 +157,51 @@ TEST(ReporterTest, EngineGetsAbsolutePathAndStampedReportsInOrderOnOneOtherThrea
     ASSERT_EQ(engine->threads.size(), 1u);
     EXPECT_NE(*engine->threads.begin(), std::this_thread::get_id());
     EXPECT_EQ(console.Text(), "") << "a throwing engine is silent";
+}
+
+// Flush waits for the engine to have every record queued before it: false while the engine
+// holds the last one, true once it is through; from inside the engine it refuses at once
+// instead of waiting for itself.
+TEST(ReporterTest, FlushWaitsForQueuedRecordsToReachTheEngine) {
+    auto engine = Install();
+    Enable(true, "flush");
+    CountDownLatch gate(1);
+    std::atomic<int> innerFlush{-1};
+    engine->during = [&](const std::string& tag) {
+        if (tag == "held") {
+            gate.Wait(0);
+        } else if (tag == "inner") {
+            innerFlush = Reporter::GetInstance().Flush(0) ? 1 : 0;
+        }
+    };
+    Report("held");
+    Report("after");
+    EXPECT_FALSE(Reporter::GetInstance().Flush(50));
+    gate.CountDown();
+    Report("inner");
+    EXPECT_TRUE(Reporter::GetInstance().Flush(0));
+    const auto deliveries = engine->Await(0);
+    ASSERT_EQ(deliveries.size(), 3u) << "every record before the flush has arrived";
+    EXPECT_EQ(deliveries[2].first, "inner");
+    EXPECT_EQ(innerFlush, 0);
+}
+
+// While the system refuses threads, Report queues without throwing and Flush says the records
+// have not arrived; once threads are back, a flush delivers them, in order.
+TEST(ReporterTest, RefusedThreadsNeitherThrowNorLoseRecords) {
+    auto engine = Install();
+    Enable(true, "refused");
+    if (!platform::RefuseNewThreadsForTesting(true)) {
+        GTEST_SKIP() << "this system cannot refuse threads";
+    }
+    EXPECT_NO_THROW(Report("a"));
+    EXPECT_NO_THROW(Report("b"));
+    EXPECT_FALSE(Reporter::GetInstance().Flush(0));
+    platform::RefuseNewThreadsForTesting(false);
+    EXPECT_TRUE(Reporter::GetInstance().Flush(0));
+    const auto deliveries = engine->Await(0);
+    ASSERT_EQ(deliveries.size(), 2u);
+    EXPECT_EQ(deliveries[0].first + deliveries[1].first, "ab");
 }
 
 }  // namespace

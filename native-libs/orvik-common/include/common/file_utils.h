@@ -12,7 +12,9 @@
 // (see common/path.h), and that reaches the caller. Only NormalizedFilePath logs.
 //
 // Thread-safety: no state of its own; every member may be called from any thread. WriteFile
-// calls are serialised against each other from the opening of the file to its closing. Check
+// calls to one file are serialised against each other from the opening of the file to its
+// closing; writes to different files never wait for each other (paths compared as absolute
+// text, so two spellings of one file are not serialised). Check
 // and use are separate steps: another thread or process may change the entry in between, and
 // then the later step's failure shows.
 #ifndef ORVIK_COMMON_FILE_UTILS_H

@@ -91,6 +91,18 @@ int ProcessThreadCount();
 // changes nothing, where the system cannot arrange it.
 bool RefuseNewThreadsForTesting(bool refuse);
 
+// For tests: while `bytes` is not 0, a write that would let any file of the process grow
+// beyond `bytes` fails part-way, as on a full disk (the part below the limit is written); 0
+// lifts the limit. Returns false, and changes nothing, where the system cannot arrange it.
+bool LimitFileSizeForTesting(std::uint64_t bytes);
+
+// For tests: makes a named pipe at `path` (a POSIX path) whose opening for writing blocks
+// until a reader opens it. OpenFifoReaderForTesting opens it for reading without blocking and
+// keeps it open until the returned object is destroyed. False / null where the system has no
+// such pipes.
+bool MakeFifoForTesting(const std::string& path);
+std::shared_ptr<void> OpenFifoReaderForTesting(const std::string& path);
+
 // ---------------------------------------------------------------------------------------------
 // File system
 //
@@ -164,7 +176,9 @@ bool OpenFileStream(std::ofstream& stream, const std::wstring& path, std::ios_ba
 class AppendOnlyFile {
 public:
     virtual ~AppendOnlyFile() = default;
-    // Writes all of `bytes` at the end of the file; false if any part could not be written.
+    // Writes all of `bytes` at the end of the file. False if any part could not be written
+    // (a full disk, say); the file is then cut back to its length before the call, so that
+    // it never keeps a fragment. Not safe beside another Append on the same file.
     virtual bool Append(std::string_view bytes) = 0;
     // Makes everything written so far reach the storage device; false on failure.
     virtual bool SyncToDisk() = 0;

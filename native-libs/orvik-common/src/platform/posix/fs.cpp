@@ -297,6 +297,7 @@ public:
     PosixAppendOnlyFile& operator=(const PosixAppendOnlyFile&) = delete;
 
     bool Append(std::string_view bytes) override {
+        const off_t end = ::lseek(descriptor_, 0, SEEK_END);
         // write() may take less than asked, or be interrupted; O_APPEND puts each part at the end.
         while (!bytes.empty()) {
             const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
@@ -304,6 +305,7 @@ public:
                 if (errno == EINTR) {
                     continue;
                 }
+                CutBackTo(end);
                 return false;
             }
             bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -314,6 +316,13 @@ public:
     bool SyncToDisk() override { return ::fsync(descriptor_) == 0; }
 
 private:
+    void CutBackTo(off_t end) {
+        if (end >= 0) {
+            while (::ftruncate(descriptor_, end) != 0 && errno == EINTR) {
+            }
+        }
+    }
+
     const int descriptor_;
 };
 

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "platform/platform.h"
 
@@ -123,12 +124,14 @@ namespace {
 
 class WindowsAppendOnlyFile : public AppendOnlyFile {
 public:
-    explicit WindowsAppendOnlyFile(HANDLE file) : file_(file) {}
+    WindowsAppendOnlyFile(HANDLE file, std::wstring path) : file_(file), path_(std::move(path)) {}
     ~WindowsAppendOnlyFile() override { CloseHandle(file_); }
     WindowsAppendOnlyFile(const WindowsAppendOnlyFile&) = delete;
     WindowsAppendOnlyFile& operator=(const WindowsAppendOnlyFile&) = delete;
 
     bool Append(std::string_view bytes) override {
+        LARGE_INTEGER end;
+        const bool endKnown = GetFileSizeEx(file_, &end) != 0;
         // A handle opened with FILE_APPEND_DATA alone writes every part at the end of the file.
         // WriteFile takes a DWORD count and may take less than asked.
         while (!bytes.empty()) {
@@ -136,6 +139,9 @@ public:
                 std::min<std::size_t>(bytes.size(), std::numeric_limits<DWORD>::max()));
             DWORD written = 0;
             if (WriteFile(file_, bytes.data(), wanted, &written, nullptr) == 0 || written == 0) {
+                if (endKnown) {
+                    CutBackTo(end);
+                }
                 return false;
             }
             bytes.remove_prefix(written);
@@ -146,19 +152,37 @@ public:
     bool SyncToDisk() override { return FlushFileBuffers(file_) != 0; }
 
 private:
+    // The appending handle may not set the end of the file; a second handle, opened only on
+    // this rare path, may, since the first shares writing.
+    void CutBackTo(LARGE_INTEGER end) {
+        const HANDLE cutter = CreateFileW(path_.c_str(), GENERIC_WRITE,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (cutter == INVALID_HANDLE_VALUE) {
+            return;
+        }
+        if (SetFilePointerEx(cutter, end, nullptr, FILE_BEGIN) != 0) {
+            SetEndOfFile(cutter);
+        }
+        CloseHandle(cutter);
+    }
+
     const HANDLE file_;
+    const std::wstring path_;
 };
 
 }  // namespace
 
 std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path) {
-    const HANDLE file = CreateFileW(WithBackslashes(path).c_str(), FILE_APPEND_DATA,
+    std::wstring native = WithBackslashes(path);
+    // Reading the attributes tells the length to cut back to after a failed append.
+    const HANDLE file = CreateFileW(native.c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
         return nullptr;
     }
-    return std::make_unique<WindowsAppendOnlyFile>(file);
+    return std::make_unique<WindowsAppendOnlyFile>(file, std::move(native));
 }
 
 }  // namespace orvik::platform
