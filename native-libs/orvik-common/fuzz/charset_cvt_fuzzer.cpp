@@ -9,9 +9,11 @@
 //     of text IsU8 rejects is ""; ASCII passes U8ToMb unchanged (the locales the library meets
 //     are ASCII-compatible).
 //   - GetEnv gives a variable's UTF-8 value when short enough, else "".
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -224,9 +226,21 @@ void CheckUnitInput(const std::uint8_t* data, std::size_t size) {
     }
 }
 
+// The variable lives in this buffer, handed to putenv once: setenv on every input would keep
+// each value it replaces (glibc never frees them) and grow without bound.
+char envEntry[] =
+    "ORVIK_FUZZ_VALUE="
+    "................................................................"
+    "................................................................"
+    "................................................................"
+    "................................................................"
+    "................................................................";
+constexpr std::size_t kEnvNameLength = sizeof "ORVIK_FUZZ_VALUE=" - 1;
+
 void CheckEnv(const std::string& text) {
-    const std::string value = text.substr(0, text.find('\0'));
-    setenv("ORVIK_FUZZ_VALUE", value.c_str(), 1);
+    const std::string value =
+        text.substr(0, std::min(text.find('\0'), sizeof envEntry - 1 - kEnvNameLength));
+    std::memcpy(envEntry + kEnvNameLength, value.c_str(), value.size() + 1);
     std::u32string points;
     const std::string read = CharsetCvt::GetEnv(L"ORVIK_FUZZ_VALUE", "");
     if (DecodeStrict(value, points)) {
@@ -241,6 +255,7 @@ void CheckEnv(const std::string& text) {
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     QuietLibraryLog();
+    putenv(envEntry);
     return 0;
 }
 
