@@ -7,7 +7,7 @@
 //     raise it or (the replacement behaviour under way) return valid Unicode.
 //   - MbToU8 returns text that IsU8 accepts unchanged, and valid UTF-8 for other text. U8ToMb
 //     of text IsU8 rejects is ""; ASCII passes U8ToMb unchanged (the locales the library meets
-//     are ASCII-compatible).
+//     are ASCII-compatible); text IsU8 passes but strict UTF-8 refuses makes U8ToMb raise.
 //   - GetEnv gives a variable's UTF-8 value when short enough, else "".
 #include <algorithm>
 #include <cstddef>
@@ -130,8 +130,8 @@ bool IsStrictUtf8(const std::string& text) {
     return DecodeStrict(text, ignored);
 }
 
-// A UTF-16 or UTF-32 route on input it may refuse: std::range_error, or (once invalid input
-// yields U+FFFD, the change under way) a valid result. Either behaviour passes for now.
+// A UTF-16 or UTF-32 route on invalid input. INTERIM: these routes are changing from
+// std::range_error to U+FFFD replacement; both behaviours pass until that change lands.
 template <class Route, class Valid>
 void RefusedOrValid(Route route, Valid valid) {
     try {
@@ -148,10 +148,11 @@ void CheckUtf8Input(const std::string& text) {
                (isU8 && text.compare(0, 3, "\xEF\xBB\xBF") == 0));
 
     std::u32string points;
+    const bool strict = !text.empty() && DecodeStrict(text, points);
     if (text.empty()) {
         FUZZ_CHECK(CharsetCvt::U8ToU16(text).empty() && CharsetCvt::U8ToU32(text).empty() &&
                    CharsetCvt::U8ToW(text).empty());
-    } else if (DecodeStrict(text, points)) {
+    } else if (strict) {
         FUZZ_CHECK(isU8);
         const std::u32string u32 = CharsetCvt::U8ToU32(text);
         FUZZ_CHECK(u32 == points);
@@ -186,6 +187,14 @@ void CheckUtf8Input(const std::string& text) {
         FUZZ_CHECK(CharsetCvt::U8ToMb(text).empty());
     } else if (IsAsciiReference(text)) {
         FUZZ_CHECK(CharsetCvt::U8ToMb(text) == text);
+    } else if (!strict) {  // IsU8 passed what strict UTF-8 refuses: the UTF stage fails
+        bool refused = false;
+        try {
+            CharsetCvt::U8ToMb(text);
+        } catch (const std::runtime_error&) {
+            refused = true;
+        }
+        FUZZ_CHECK(refused);
     }
 }
 
