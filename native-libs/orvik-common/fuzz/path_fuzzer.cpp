@@ -9,6 +9,8 @@
 //     is "?" ("\\?\x" reads as the long-path prefix).
 //     An anchored path of two or more tokens keeps its Str and stays anchored.
 //   - NUL-free POSIX text: Str(PATH_TYPE_POSIX) parsed again as POSIX is the same text.
+//   - Str(PATH_TYPE_WINDOWS) has the long-path prefix exactly when the path is anchored and its
+//     text without the prefix, with a terminator, is longer than 260 bytes.
 //   - Wide text is its UTF-8 form with invalid elements as U+FFFD; Wstr is Str made wide.
 //   - Filename is the last token, Extension what follows its last ".", ParentPath holds one
 //     token fewer and ParentPath / Filename gives the path back; Empty is Length() == 0.
@@ -110,6 +112,14 @@ void CheckWindows(const std::string& text) {
     const std::string first = FirstToken(path);
     const bool relativeUnc = !path.IsAbsolute() && path.Length() > 1 && first == "UNC";
     const bool questionShare = path.IsAbsolute() && first == "?";
+    // The long-path prefix heads an anchored text whose bare form (a share's with its "\\"),
+    // with a terminator, exceeds 260 bytes; never a relative one.
+    if (!questionShare) {
+        const bool share = str.compare(0, 8, "\\\\?\\UNC\\") == 0;
+        const bool prefixed = str.compare(0, 4, "\\\\?\\") == 0;
+        const std::size_t bare = share ? str.size() - 6 : prefixed ? str.size() - 4 : str.size();
+        FUZZ_CHECK(prefixed == (path.IsAbsolute() && bare + 1 > 260));
+    }
     if (path.Length() > 0 && !relativeUnc && !questionShare) {
         FUZZ_CHECK(again == path);
         if (path.IsAbsolute() && path.Length() >= 2) {
