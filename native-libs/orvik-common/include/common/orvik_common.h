@@ -35,4 +35,7 @@
 #include "common/http_helper.h"
 #include "common/sys_info.h"
 
+// The package's version
+#include "common/version.h"
+
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H

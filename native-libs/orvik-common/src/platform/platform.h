@@ -86,6 +86,9 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
 
+// Conditions for tests. They live in <system>/testing.cpp, which only the tests' static archive
+// links: the shipped library has none of them.
+//
 // For tests: while `refuse` is true, the system refuses every new thread, so that creating a
 // std::thread throws std::system_error; false restores the normal state. Returns false, and
 // changes nothing, where the system cannot arrange it.
