@@ -4,6 +4,7 @@
 
 // Logging and options
 #include "common/log.h"
+#include "common/log_macros.h"
 #include "common/network_global_option.h"
 
 // Text
