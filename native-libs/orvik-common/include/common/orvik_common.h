@@ -15,6 +15,7 @@
 // Encoding, paths and files
 #include "common/charset_cvt.h"
 #include "common/file_utils.h"
+#include "common/native_path.h"
 #include "common/path.h"
 
 // Concurrency

@@ -190,6 +190,20 @@ public:
 // Opens `path` for appending, creating the file if it is missing. Null when it cannot be opened.
 std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path);
 
+// The system's own text for the Windows path text `path` (UTF-8), read as every call above
+// reads it. On Windows the text unchanged. On POSIX the path it names, with "/" between names:
+//   "C:\tmp\x", "\\?\C:\tmp\x", "\tmp\x"  =>  "/tmp/x"
+//   "x\y"  =>  "x/y"     "C:x"  =>  "x"     "C:"  =>  "."     ""  =>  ""
+//   "D:\x", "\\srv\share\x"  =>  nothing (no place here)
+std::optional<std::string> NativePathText(const std::string& path);
+
+// Windows path text (UTF-8) that names the system's own path `native`: NativePathText of it
+// names the same place. On Windows the text unchanged. On POSIX:
+//   "/tmp/x"  =>  "C:/tmp/x"     "/"  =>  "C:/"     "x/y"  =>  "x/y"
+//   "C:x", "\x"  =>  "./C:x", "./\x" (a head that would read as a drive, a root or a share)
+// A "\" inside the text separates names here, as in all Windows path text.
+std::string PathTextOfNative(const std::string& native);
+
 // ---------------------------------------------------------------------------------------------
 // Text conversion
 //
