@@ -123,7 +123,7 @@ constexpr std::size_t BaseNameOffset(const char (&path)[N]) {
         ::orvik::Log::GetInstance().DoLog((level), __VA_ARGS__);                                \
     } while (false)
 
-#define ORVIK_DETAIL_SITE __FILE__ + orvikLogFileOffset, __LINE__, orvikLogFunction.text
+#define ORVIK_DETAIL_SITE &__FILE__[orvikLogFileOffset], __LINE__, orvikLogFunction.text
 
 // ORVIK_LOG_ERROR(fmt, ...), and the same for WARN, INFO and DEBUG.
 #define ORVIK_LOG_ERROR(...) \
