@@ -111,8 +111,9 @@ int main(int argc, char** argv) {
     const unsigned long long elapsedMs = TimeUtils::GetEpochTimeMills() - begin;
     progress->Stop();
     hashers->Shutdown(ThreadPool::SHUTDOWN_AFTER_DRAIN);
-    ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo", "received %lld bytes in %llu ms; first chunk sha256 %s",
-                     received.load(), elapsedMs, digests.front().c_str());
+    ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo",
+                     "received %lld bytes in %llu ms; first chunk sha256 %s", received.load(),
+                     elapsedMs, digests.front().c_str());
 
     // 5. Store the file, read it back and compare.
     const Path stored = outputDir / Path("download.bin");
@@ -139,7 +140,7 @@ int main(int argc, char** argv) {
     const bool flushed = Reporter::GetInstance().Flush(5000);
     std::string reports;
     FileUtils::ReadFile(engine->FilePath(), reports, std::ios_base::binary);
-    std::printf("--- %s%s\n%s", engine->NativeFilePath().c_str(), flushed ? "" : " (flush timed out)",
-                reports.c_str());
+    std::printf("--- %s%s\n%s", engine->NativeFilePath().c_str(),
+                flushed ? "" : " (flush timed out)", reports.c_str());
     return intact && flushed ? 0 : 1;
 }

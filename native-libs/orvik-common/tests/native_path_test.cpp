@@ -42,7 +42,7 @@ TEST(NativePathTest, NativeTextBecomesAPathAndComesBack) {
         {"/" + kLongName, "\\\\?\\C:\\" + kLongName, true, "/" + kLongName},
         {"out/x", "out\\x", false, "out/x"},
         {"../x", "..\\x", false, "../x"},
-        {"C:x", ".\\C:x", false, "./C:x"},        // a name, not drive C:'s x
+        {"C:x", ".\\C:x", false, "./C:x"},              // a name, not drive C:'s x
         {"\\\\srv\\s", ".\\srv\\s", false, "./srv/s"},  // names, not a share
         {"", "", false, ""},
     };
@@ -66,9 +66,14 @@ TEST(NativePathTest, LibraryPathsBecomeNativeTextOrEmptyWhenUnreachable) {
     EXPECT_EQ(PathToNative(posixParsed), "/a\\b");
 #else
     const std::pair<std::string, std::string> cases[] = {
-        {"C:\\tmp\\x", "/tmp/x"}, {"c:/tmp/x", "/tmp/x"},  {"\\\\?\\C:\\tmp", "/tmp"},
-        {"C:x", "x"},             {"D:\\x", ""},           {"\\\\srv\\share\\x", ""},
-        {"UNC\\srv\\s", ""},      {"\\\\?\\UNC\\srv\\s", ""},
+        {"C:\\tmp\\x", "/tmp/x"},
+        {"c:/tmp/x", "/tmp/x"},
+        {"\\\\?\\C:\\tmp", "/tmp"},
+        {"C:x", "x"},
+        {"D:\\x", ""},
+        {"\\\\srv\\share\\x", ""},
+        {"UNC\\srv\\s", ""},
+        {"\\\\?\\UNC\\srv\\s", ""},
     };
     for (const auto& [windows, native] : cases) {
         SCOPED_TRACE(windows);
@@ -84,9 +89,9 @@ TEST(NativePathTest, AFileWrittenThroughTheBridgeIsWhereTheNativeTextSays) {
     TempDirectory dir;
     const std::string native = (dir.Native() / "x.bin").string();
     const Path path = PathFromNative(native);
-    ASSERT_EQ(FileUtils::WriteFile("data", path.Str(Path::PATH_TYPE_WINDOWS),
-                                   std::ios_base::binary),
-              FILE_OPT_SUCCESS);
+    ASSERT_EQ(
+        FileUtils::WriteFile("data", path.Str(Path::PATH_TYPE_WINDOWS), std::ios_base::binary),
+        FILE_OPT_SUCCESS);
     EXPECT_EQ(std::filesystem::file_size(native), 4u);
     EXPECT_EQ(PathToNative(path), native);
 

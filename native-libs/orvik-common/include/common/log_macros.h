@@ -38,10 +38,11 @@ struct FunctionName {
 };
 
 // The qualified function name in a compiler's signature:
-//   "bool orvik::BlockingQueue<T>::Push(const T&, int) [with T = ...]"  =>  "orvik::BlockingQueue::Push"
-//   "void orvik::Log::SetLevel(orvik::LOG_LEVEL)"                       =>  "orvik::Log::SetLevel"
-//   "orvik::Class::Member" (MSVC's __FUNCTION__)                        =>  "orvik::Class::Member"
-//   "orvik::ThreadPool::RunTask(const int&)::<lambda()>"               =>  "orvik::ThreadPool::RunTask"
+//   "bool orvik::BlockingQueue<T>::Push(const T&, int) [with T = ...]"
+//                                                       =>  "orvik::BlockingQueue::Push"
+//   "void orvik::Log::SetLevel(orvik::LOG_LEVEL)"         =>  "orvik::Log::SetLevel"
+//   "orvik::Class::Member" (MSVC's __FUNCTION__)          =>  "orvik::Class::Member"
+//   "orvik::ThreadPool::RunTask(const int&)::<lambda()>"  =>  "orvik::ThreadPool::RunTask"
 template <std::size_t N>
 constexpr FunctionName<N> QualifiedFunctionName(const char (&signature)[N]) {
     std::size_t end = N - 1;  // the opening parenthesis of the parameters, if any
@@ -109,18 +110,18 @@ constexpr std::size_t BaseNameOffset(const char (&path)[N]) {
 
 // Declares `orvikLogFunction`, the qualified name of the enclosing function, as a constant of
 // the enclosing block.
-#define ORVIK_DETAIL_LOG_FUNCTION_NAME            \
-    static constexpr auto orvikLogFunction =      \
+#define ORVIK_DETAIL_LOG_FUNCTION_NAME       \
+    static constexpr auto orvikLogFunction = \
         ::orvik::detail::QualifiedFunctionName(ORVIK_FUNCTION_SIGNATURE)
 
 // One log call with the site's base file name, line and function; `...` is the DoLog form's
 // arguments from the format on, preceded by the tag for the tagged form.
-#define ORVIK_DETAIL_LOG_AT_SITE(level, ...)                                                    \
-    do {                                                                                        \
-        ORVIK_DETAIL_LOG_FUNCTION_NAME;                                                         \
-        static constexpr ::std::size_t orvikLogFileOffset =                                     \
-            ::orvik::detail::BaseNameOffset(__FILE__);                                          \
-        ::orvik::Log::GetInstance().DoLog((level), __VA_ARGS__);                                \
+#define ORVIK_DETAIL_LOG_AT_SITE(level, ...)                     \
+    do {                                                         \
+        ORVIK_DETAIL_LOG_FUNCTION_NAME;                          \
+        static constexpr ::std::size_t orvikLogFileOffset =      \
+            ::orvik::detail::BaseNameOffset(__FILE__);           \
+        ::orvik::Log::GetInstance().DoLog((level), __VA_ARGS__); \
     } while (false)
 
 #define ORVIK_DETAIL_SITE &__FILE__[orvikLogFileOffset], __LINE__, orvikLogFunction.text

@@ -39,8 +39,9 @@ std::shared_ptr<void> OpenFifoReaderForTesting(const std::string&) {
 }  // namespace orvik::platform
 
 // This compiler's std::thread starts its threads with pthread_create of the winpthreads library.
-// Programs that link the library's static archive are linked with --wrap=pthread_create, which sends every such call here first, so that a test can make thread
-// creation fail as it fails for want of resources.
+// Programs that link the library's static archive are linked with --wrap=pthread_create, which
+// sends every such call here first, so that a test can make thread creation fail as it fails for
+// want of resources.
 extern "C" int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                                      void* (*start)(void*), void* argument);
 
