@@ -9,8 +9,9 @@
 // ORVIK_LOG_ERROR, ORVIK_LOG_WARN, ORVIK_LOG_INFO and ORVIK_LOG_DEBUG take a printf-style format
 // and its arguments, checked by the compiler as printf's are, and log through the plain form of
 // Log::DoLog: to the console writer when the switch is on and the level passes the threshold,
-// never to the host callback. ORVIK_LOG_TAGGED(level, tag, fmt, ...) logs through the tagged
-// form, which also reaches the host callback (see common/log.h). Each is one statement, safe
+// never to the host callback; the threshold never rises above INFO, so ORVIK_LOG_DEBUG lines
+// show nowhere. ORVIK_LOG_TAGGED(level, tag, fmt, ...) logs through the tagged form, which
+// also reaches the host callback, at every level (see common/log.h). Each is one statement, safe
 // in an unbraced if/else.
 //
 // The function is cut out of the compiler's full signature at compile time: return type,
