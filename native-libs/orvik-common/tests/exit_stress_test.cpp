@@ -1,13 +1,13 @@
 // A host process that exits while every family is busy: threads report, timers fire, the
 // shared pools and a pool of the host's run tasks, files are written and text is parsed. The
 // exit must be clean each time: code 0 and no sanitizer report.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,8 +24,11 @@
 namespace orvik {
 namespace {
 
-#if defined(__SANITIZE_THREAD__)
-constexpr int kRounds = 40;  // each exit under TSan costs several times more
+// Each exit under TSan costs several times more, and a process start under Wine far more.
+#if defined(_WIN32)
+constexpr int kRounds = 10;
+#elif defined(__SANITIZE_THREAD__)
+constexpr int kRounds = 40;
 #elif defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 constexpr int kRounds = 40;
@@ -94,6 +97,16 @@ void CountLine(int, const char*, const char*) {
     std::exit(0);
 }
 
+// Matches a child's error output that holds no sanitizer report.
+class NoSanitizerReport : public ::testing::MatcherInterface<const std::string&> {
+public:
+    bool MatchAndExplain(const std::string& output,
+                         ::testing::MatchResultListener*) const override {
+        return output.find("Sanitizer") == std::string::npos;
+    }
+    void DescribeTo(std::ostream* out) const override { *out << "holds no sanitizer report"; }
+};
+
 TEST(ExitStressTest, ProcessExitsCleanlyWithEveryFamilyBusy) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const testing::TempDirectory temp;
@@ -101,7 +114,7 @@ TEST(ExitStressTest, ProcessExitsCleanlyWithEveryFamilyBusy) {
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
         EXPECT_EXIT(RunBusyAndExit(directory, round), ::testing::ExitedWithCode(0),
-                    ::testing::Not(::testing::HasSubstr("Sanitizer")));
+                    ::testing::Matcher<const std::string&>(new NoSanitizerReport));
         if (::testing::Test::HasFailure()) {
             break;
         }
