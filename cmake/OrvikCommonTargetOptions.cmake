@@ -1,4 +1,5 @@
-# Per-target settings shared by every target of this project: warnings as errors, the
+# Per-target settings shared by every target of this project: warnings (as errors when
+# ORVIK_COMMON_WARNINGS_AS_ERRORS is on, as it is by default only at the top level), the
 # sanitizer chosen with ORVIK_COMMON_SANITIZER, and source paths relative to the
 # repository root in __FILE__ so that log lines read the same on every machine.
 
@@ -6,11 +7,17 @@ function(orvik_common_target_options target)
     target_compile_features(${target} PRIVATE cxx_std_17)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     if(MSVC)
-        target_compile_options(${target} PRIVATE /W4 /WX /permissive- /utf-8)
+        target_compile_options(${target} PRIVATE /W4 /permissive- /utf-8)
+        if(ORVIK_COMMON_WARNINGS_AS_ERRORS)
+            target_compile_options(${target} PRIVATE /WX)
+        endif()
     else()
         target_compile_options(${target} PRIVATE
-            -Wall -Wextra -Wpedantic -Werror
+            -Wall -Wextra -Wpedantic
             "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+        if(ORVIK_COMMON_WARNINGS_AS_ERRORS)
+            target_compile_options(${target} PRIVATE -Werror)
+        endif()
     endif()
     orvik_common_sanitize(${target})
 endfunction()

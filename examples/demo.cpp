@@ -4,16 +4,13 @@
 //
 //   orvik-demo [output-directory]        (default: orvik-demo-output, under the working directory)
 //
-// Paths are Windows path text; on Linux the file system is the drive C:, so relative paths and
-// "C:\home\me\out" both work.
-#include <algorithm>
+// The output directory is this system's own path text ("/tmp/out" on Linux); the demo turns it
+// into a Path with PathFromNative and prints every path the library gives back as native text.
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <future>
 #include <ios>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "common/orvik_common.h"
@@ -32,8 +29,25 @@ void HostLog(int hostLevel, const char* tag, const char* text) {
     std::printf("host[%d] %s: %s\n", hostLevel, tag, text);
 }
 
-#define DEMO_LOG(...) \
-    Log::GetInstance().DoLog(LOG_LEVEL_INFO, "demo", __FILE__, __LINE__, "main", __VA_ARGS__)
+const char* ResultName(FileOptRet result) {
+    switch (result) {
+        case FILE_OPT_SUCCESS:
+            return "FILE_OPT_SUCCESS";
+        case FILE_OPT_NOT_FILE:
+            return "FILE_OPT_NOT_FILE";
+        case FILE_OPT_NO_CONTENT:
+            return "FILE_OPT_NO_CONTENT";
+        case FILE_OPT_SIZE_MISMATCH:
+            return "FILE_OPT_SIZE_MISMATCH";
+        case FILE_OPT_OPEN_FAILED:
+            return "FILE_OPT_OPEN_FAILED";
+        case FILE_OPT_NO_PARENT:
+            return "FILE_OPT_NO_PARENT";
+        case FILE_OPT_IS_DIRECTORY:
+            return "FILE_OPT_IS_DIRECTORY";
+    }
+    return "unknown FileOptRet";
+}
 
 std::string RandomChunk(long long size) {
     std::string chunk(static_cast<std::size_t>(size), '\0');
@@ -41,38 +55,23 @@ std::string RandomChunk(long long size) {
     return chunk;
 }
 
-// Waits, up to two seconds, until the report file holds `lines` lines: the reporter writes on
-// its own thread.
-std::string WaitForReportLines(const std::string& path, std::size_t lines) {
-    std::string content;
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        content.clear();
-        if (FileUtils::ReadFile(path, content, std::ios_base::binary) == FILE_OPT_SUCCESS &&
-            static_cast<std::size_t>(std::count(content.begin(), content.end(), '\n')) >= lines) {
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return content;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    const std::string outputDir = argc > 1 ? argv[1] : "orvik-demo-output";
+    const Path outputDir = PathFromNative(argc > 1 ? argv[1] : "orvik-demo-output");
 
     // 1. The host wires up logging once: its callback, the console switch and threshold.
     NetworkGlobalOption::SetLoggerCallback(&HostLog);
     NetworkGlobalOption::SetOrvikLog(true, LOG_PRIORITY_WARN);
 
     // 2. Reports go to a JSON-lines file under the output directory; each run starts it afresh.
-    const std::string reportFile = outputDir + "/reports/demo-client.jsonl";
-    FileUtils::RemoveFile(reportFile);
+    const Path reportDir = outputDir / Path("reports");
+    FileUtils::RemoveFile((reportDir / Path("demo-client.jsonl")).Str(Path::PATH_TYPE_WINDOWS));
     auto engine = std::make_shared<FileReportEngine>();
     SetReportEngine(engine);
     Reporter::GetInstance().Enable(true, false, "", "demo-client", "1.0", "chunked-download", "",
-                                   outputDir + "/reports");
-    DEMO_LOG("reports go to %s", engine->FilePath().c_str());
+                                   reportDir.Str(Path::PATH_TYPE_WINDOWS));
+    ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo", "reports go to %s", engine->NativeFilePath().c_str());
 
     ReporterData started;
     started.AddReportInfo("event", "transfer_started");
@@ -83,57 +82,65 @@ int main(int argc, char** argv) {
     // 3. A repeating timer shows progress while the transfer runs.
     std::atomic<long long> received{0};
     auto progress = std::make_shared<OvTimer>(100, true);
-    progress->Init(
-        [&received] { DEMO_LOG("progress %lld/%lld bytes", received.load(), kFileSize); });
+    progress->Init([&received] {
+        ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo", "progress %lld/%lld bytes", received.load(),
+                         kFileSize);
+    });
     progress->Start();
 
-    // 4. The transfer: each chunk is paced by the token bucket and hashed on a pool.
+    // 4. The transfer: each chunk is paced by the token bucket and hashed on a pool, which
+    //    hands each digest back through a future.
     auto hashers = std::make_shared<ThreadPool>("demo-hash", 2, 2);
     TokenBucketSpeedLimiter limiter(kBytesPerSecond);
-    std::vector<std::future<void>> hashed;
-    std::vector<std::string> chunkHashes(kFileSize / kChunkSize);
+    std::vector<std::future<std::string>> chunkHashes;
     std::string file;
     const unsigned long long begin = TimeUtils::GetEpochTimeMills();
-    for (std::size_t index = 0; index < chunkHashes.size(); ++index) {
+    for (long long offset = 0; offset < kFileSize; offset += kChunkSize) {
         limiter.AcquireSync(kChunkSize);
         std::string chunk = RandomChunk(kChunkSize);
         file += chunk;
-        hashed.push_back(hashers->SubmitWithFuture(
-            [&chunkHashes, index](const std::string& data) {
-                chunkHashes[index] = StringUtils::GetHashText(data.data(), data.size());
-            },
-            std::move(chunk)));
+        chunkHashes.push_back(hashers->Submit([data = std::move(chunk)] {
+            return EncryptUtils::Sha256Hex(data.data(), data.size());
+        }));
         received += kChunkSize;
     }
-    for (auto& done : hashed) {
-        done.wait();
+    std::vector<std::string> digests;
+    for (auto& hash : chunkHashes) {
+        digests.push_back(hash.get());
     }
     const unsigned long long elapsedMs = TimeUtils::GetEpochTimeMills() - begin;
     progress->Stop();
     hashers->Shutdown(ThreadPool::SHUTDOWN_AFTER_DRAIN);
-    DEMO_LOG("received %lld bytes in %llu ms; first chunk sha256 %s", received.load(), elapsedMs,
-             chunkHashes.front().c_str());
+    ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo",
+                     "received %lld bytes in %llu ms; first chunk sha256 %s", received.load(),
+                     elapsedMs, digests.front().c_str());
 
     // 5. Store the file, read it back and compare.
-    const std::string path = outputDir + "/download.bin";
-    FileUtils::MakeDir(outputDir + "/");
-    const FileOptRet written = FileUtils::WriteFile(file, path, std::ios_base::binary);
+    const Path stored = outputDir / Path("download.bin");
+    const FileOptRet written =
+        FileUtils::WriteFile(file, stored.Str(Path::PATH_TYPE_WINDOWS), std::ios_base::binary);
     std::string readBack;
-    const FileOptRet read = FileUtils::ReadFile(path, readBack, std::ios_base::binary);
+    const FileOptRet read =
+        FileUtils::ReadFile(stored.Str(Path::PATH_TYPE_WINDOWS), readBack, std::ios_base::binary);
     const bool intact = written == FILE_OPT_SUCCESS && read == FILE_OPT_SUCCESS && readBack == file;
-    DEMO_LOG("stored %s: write %d, read %d, %s", path.c_str(), written, read,
-             intact ? "intact" : "DAMAGED");
+    ORVIK_LOG_TAGGED(LOG_LEVEL_INFO, "demo", "stored %s: write %s, read %s, %s",
+                     PathToNative(stored).c_str(), ResultName(written), ResultName(read),
+                     intact ? "intact" : "DAMAGED");
 
     ReporterData finished;
     finished.AddReportInfo("event", "transfer_finished");
     finished.AddReportInfo("bytes", received.load());
     finished.AddReportInfo("elapsed_ms", static_cast<long long>(elapsedMs));
-    finished.AddReportInfo("chunks", static_cast<long long>(chunkHashes.size()));
+    finished.AddReportInfo("chunks", static_cast<long long>(digests.size()));
     finished.AddReportInfo("stored", intact ? "yes" : "no");
     Reporter::GetInstance().Report(finished.GetReportData(), "transfer");
 
-    // 6. Show what the reporter wrote: a metadata line and the two records.
-    std::printf("--- %s\n%s", engine->FilePath().c_str(),
-                WaitForReportLines(reportFile, 3).c_str());
-    return intact ? 0 : 1;
+    // 6. Wait until both records have reached the engine, then show what it wrote: a metadata
+    //    line and the two records.
+    const bool flushed = Reporter::GetInstance().Flush(5000);
+    std::string reports;
+    FileUtils::ReadFile(engine->FilePath(), reports, std::ios_base::binary);
+    std::printf("--- %s%s\n%s", engine->NativeFilePath().c_str(),
+                flushed ? "" : " (flush timed out)", reports.c_str());
+    return intact && flushed ? 0 : 1;
 }

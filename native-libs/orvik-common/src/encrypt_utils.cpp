@@ -5,6 +5,7 @@
 #include <openssl/sha.h>
 
 #include <limits>
+#include <string>
 
 namespace orvik {
 namespace {
@@ -60,6 +61,33 @@ char* EncryptUtils::RandomString(char* buf, int len) {
 size_t EncryptUtils::Sha1(unsigned char* dst, unsigned char* src, size_t srcLen) {
     SHA1(src, srcLen, dst);
     return SHA_DIGEST_LENGTH;
+}
+
+std::string EncryptUtils::ToHex(const void* data, size_t length) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    std::string text(2 * length, '0');
+    for (size_t i = 0; i < length; ++i) {
+        text[2 * i] = kDigits[bytes[i] >> 4];
+        text[2 * i + 1] = kDigits[bytes[i] & 0x0F];
+    }
+    return text;
+}
+
+std::string EncryptUtils::Sha1Hex(const void* data, size_t length) {
+    unsigned char digest[SHA_DIGEST_LENGTH];
+    if (SHA1(static_cast<const unsigned char*>(data), length, digest) == nullptr) {
+        return std::string();
+    }
+    return ToHex(digest, sizeof digest);
+}
+
+std::string EncryptUtils::Sha256Hex(const void* data, size_t length) {
+    unsigned char digest[SHA256_DIGEST_LENGTH];
+    if (SHA256(static_cast<const unsigned char*>(data), length, digest) == nullptr) {
+        return std::string();
+    }
+    return ToHex(digest, sizeof digest);
 }
 
 }  // namespace orvik

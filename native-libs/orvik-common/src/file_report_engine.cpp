@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/native_path.h"
 #include "common/path.h"
 #include "common/time_utils.h"
 #include "platform/platform.h"
@@ -141,6 +142,10 @@ bool FileReportEngine::AppendLine(const std::string& line) {
 std::string FileReportEngine::FilePath() const {
     std::lock_guard<std::mutex> lock(fileMutex);
     return filePath;
+}
+
+std::string FileReportEngine::NativeFilePath() const {
+    return PathToNative(Path(FilePath()));
 }
 
 std::uint64_t FileReportEngine::WriteFailures() const {

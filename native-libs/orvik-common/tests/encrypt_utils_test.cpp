@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <limits>
@@ -63,14 +62,23 @@ TEST(EncryptUtilsTest, Sha1GivesTheStandardDigestsInTwentyBytes) {
         unsigned char digest[21];
         digest[20] = 0x5a;
         EXPECT_EQ(EncryptUtils::Sha1(digest, Bytes(input), input.size()), 20u);
-        std::string hex;
-        for (int i = 0; i < 20; ++i) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02x", digest[i]);
-            hex += digits;
-        }
-        EXPECT_EQ(hex, expected);
+        EXPECT_EQ(EncryptUtils::ToHex(digest, 20), expected);
         EXPECT_EQ(digest[20], 0x5a);
+        EXPECT_EQ(EncryptUtils::Sha1Hex(input.data(), input.size()), expected);
+    }
+}
+
+// Bytes below 0x10 keep their leading zero, where StringUtils::GetHashText has a blank.
+TEST(EncryptUtilsTest, HexTextIsZeroPaddedLowerCase) {
+    const unsigned char bytes[] = {0x00, 0x01, 0x0f, 0x10, 0xab, 0xff};
+    EXPECT_EQ(EncryptUtils::ToHex(bytes, sizeof bytes), "00010f10abff");
+    EXPECT_EQ(EncryptUtils::ToHex(bytes, 0), "");
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+        {"abc", "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"}};
+    for (const auto& [input, expected] : cases) {
+        SCOPED_TRACE(input);
+        EXPECT_EQ(EncryptUtils::Sha256Hex(input.data(), input.size()), expected);
     }
 }
 

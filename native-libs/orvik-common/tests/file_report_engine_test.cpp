@@ -35,6 +35,8 @@ TEST(FileReportEngineTest, LinesParseBackToTheHostileTextsGiven) {
         engine.Init("client", false, "quote\"", "back\\slash", "line\nend", dir.Windows("a/b/c")));
     EXPECT_EQ(engine.FilePath(),
               Path(dir.Windows("a/b/c/client.jsonl")).Str(Path::PATH_TYPE_WINDOWS));
+    EXPECT_EQ(engine.NativeFilePath(),
+              (dir.Native() / "a/b/c/client.jsonl").make_preferred().string());
     const std::string fffd = "\xEF\xBF\xBD";
     const std::pair<std::string, std::string> cases[] = {
         {"\"quoted\" \\ back", "\"quoted\" \\ back"},
@@ -75,6 +77,7 @@ TEST(FileReportEngineTest, FailuresAreReportedByInitAndCountedByReport) {
     EXPECT_FALSE(engine.Init("x", false, "", "", "", dir.Windows("plain-file/below")));
     EXPECT_FALSE(engine.Init("x", false, "", "", "", "D:\\elsewhere"));
     EXPECT_EQ(engine.FilePath(), "");
+    EXPECT_EQ(engine.NativeFilePath(), "");
     engine.Report({{"k", "v"}}, "before init");
     EXPECT_EQ(engine.WriteFailures(), 1u);
     ASSERT_TRUE(engine.Init("x", false, "", "", "", dir.Windows()));

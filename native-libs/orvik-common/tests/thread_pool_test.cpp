@@ -38,7 +38,8 @@ bool Submit(ThreadPool& pool, std::function<void()> task) {
 }
 
 // The error a future reports instead of a result; none when it holds one.
-std::error_code ErrorOf(std::future<void> future) {
+template <class R>
+std::error_code ErrorOf(std::future<R> future) {
     try {
         future.get();
     } catch (const std::future_error& error) {
@@ -160,6 +161,28 @@ TEST(ThreadPoolTest, TaskExceptionsGoToTheFutureOrTheLogAndTheThreadGoesOn) {
     }
     EXPECT_EQ(CountOf(log, "[FATAL][native-libs/orvik-common/src/thread_pool.cpp:"), 3u);
     EXPECT_EQ(first, last);
+}
+
+// Any callable, move-only ones included, gives its result or its exception through the future;
+// a refused one breaks the promise.
+TEST(ThreadPoolTest, SubmitGivesTheCallablesResultOrException) {
+    auto pool = std::make_shared<ThreadPool>("results", 2, 2);
+    auto owned = std::make_unique<int>(41);
+    std::future<int> moved = pool->Submit([owned = std::move(owned)] { return *owned + 1; });
+    auto counter = [count = 0]() mutable { return ++count; };
+    std::future<int> copied = pool->Submit(counter);  // an lvalue is copied
+    std::future<std::string> text = pool->Submit([] { return std::string(300, 'x'); });
+    std::future<void> failed = pool->Submit([] { throw std::invalid_argument("bad"); });
+    for (std::future<int>* future : {&moved, &copied}) {
+        ASSERT_EQ(future->wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    }
+    EXPECT_EQ(moved.get(), 42);
+    EXPECT_EQ(copied.get(), 1);
+    EXPECT_EQ(counter(), 1);
+    EXPECT_EQ(text.get(), std::string(300, 'x'));
+    EXPECT_THROW(failed.get(), std::invalid_argument);
+    pool->Shutdown(ThreadPool::SHUTDOWN_AFTER_DRAIN);
+    EXPECT_EQ(ErrorOf(pool->Submit([] { return 1; })), std::future_errc::broken_promise);
 }
 
 // A Wait that starts before the shutdown ends once the queue is empty: an immediate shutdown

@@ -38,9 +38,9 @@ class BlockingQueue {
 public:
     // A queue whose Push is never refused for want of room (capacity SIZE_MAX).
     BlockingQueue();
-    // A queue that holds at most `capacity` items. With capacity 0 every Push is refused; a
+    // A queue that holds at most `maxItems` items. With 0 every Push is refused; a
     // Push with time-out 0 on such a queue waits until Halt.
-    explicit BlockingQueue(size_t capacity);
+    explicit BlockingQueue(size_t maxItems);
     // Destroys the items still held. It does not halt and wakes nobody.
     virtual ~BlockingQueue();
 
@@ -103,7 +103,7 @@ template <class T>
 BlockingQueue<T>::BlockingQueue() : BlockingQueue(static_cast<size_t>(-1)) {}
 
 template <class T>
-BlockingQueue<T>::BlockingQueue(size_t capacity) : capacity(capacity) {}
+BlockingQueue<T>::BlockingQueue(size_t maxItems) : capacity(maxItems) {}
 
 template <class T>
 BlockingQueue<T>::~BlockingQueue() = default;

@@ -1,12 +1,15 @@
 // Small cryptographic conveniences over the system's libcrypto: Base64 text, random bytes, a
-// random text of fixed length and the SHA-1 digest. Everything works on buffers the caller
-// supplies and sizes; nothing here allocates, logs or throws.
+// random text of fixed length, the SHA-1 digest, and digests as printable hexadecimal text.
+// Apart from the hex helpers, which return a std::string, everything works on buffers the
+// caller supplies and sizes and allocates nothing; nothing here logs or throws (allocation
+// failures aside).
 //
 // Thread-safety: stateless; concurrent calls on separate buffers are as safe as libcrypto.
 #ifndef ORVIK_COMMON_ENCRYPT_UTILS_H
 #define ORVIK_COMMON_ENCRYPT_UTILS_H
 
 #include <cstddef>
+#include <string>
 
 #include "common/export.h"
 
@@ -55,6 +58,20 @@ public:
     // Writes the 20 raw bytes (not hexadecimal text) of the SHA-1 digest of the `srcLen`
     // bytes at `src` to `dst`, which must hold 20 bytes. Returns 20.
     static size_t Sha1(unsigned char* dst, unsigned char* src, size_t srcLen);
+
+    // The `length` bytes at `data` as lower-case hexadecimal text, two digits per byte, zero
+    // padded:
+    //   {0x00, 0x0f, 0xa0}  =>  "000fa0"      no bytes  =>  ""
+    static std::string ToHex(const void* data, size_t length);
+
+    // The SHA-1 and SHA-256 digests of the `length` bytes at `data` as ToHex text: 40 and 64
+    // digits. Unlike StringUtils::GetHashText, a byte below 0x10 gives "0" and a digit, never a
+    // blank:
+    //   Sha1Hex("abc", 3)    =>  "a9993e364706816aba3e25717850c26c9cd0d89d"
+    //   Sha256Hex("", 0)     =>  "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"
+    // Empty if libcrypto fails.
+    static std::string Sha1Hex(const void* data, size_t length);
+    static std::string Sha256Hex(const void* data, size_t length);
 };
 
 }  // namespace orvik

@@ -49,6 +49,11 @@ public:
     // The file's path as Init opened it, or empty before a successful Init.
     std::string FilePath() const;
 
+    // The same path as the system's own text, for other programs: "/tmp/r/client.jsonl" for
+    // "C:\tmp\r\client.jsonl" on POSIX, FilePath() on Windows (see common/native_path.h).
+    // Empty before a successful Init.
+    std::string NativeFilePath() const;
+
     // How many records (and metadata lines) could not be written so far.
     std::uint64_t WriteFailures() const;
 

@@ -4,6 +4,7 @@
 
 // Logging and options
 #include "common/log.h"
+#include "common/log_macros.h"
 #include "common/network_global_option.h"
 
 // Text
@@ -14,6 +15,7 @@
 // Encoding, paths and files
 #include "common/charset_cvt.h"
 #include "common/file_utils.h"
+#include "common/native_path.h"
 #include "common/path.h"
 
 // Concurrency
@@ -34,5 +36,8 @@
 #include "common/encrypt_utils.h"
 #include "common/http_helper.h"
 #include "common/sys_info.h"
+
+// The package's version
+#include "common/version.h"
 
 #endif  // ORVIK_COMMON_ORVIK_COMMON_H

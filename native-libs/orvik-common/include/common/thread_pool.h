@@ -29,6 +29,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "common/blocking_queue.h"
@@ -73,6 +75,17 @@ public:
     template <class F, class... Args>
     std::future<void> SubmitWithFuture(F&& f, Args&&... args);
 
+    // Queues the callable `f` (moved in when given as an rvalue, so move-only callables work)
+    // and returns a future of its result; otherwise as SubmitWithFuture: the same queueing and
+    // blocking, the exception that f throws in the future, std::future_errc::broken_promise
+    // when the task is never run, and SubmitTask's exceptions passed through.
+    //
+    //   std::future<std::string> digest = pool->Submit([data = std::move(chunk)] {
+    //       return EncryptUtils::Sha256Hex(data.data(), data.size());
+    //   });
+    template <class F>
+    std::future<std::invoke_result_t<std::decay_t<F>&>> Submit(F&& f);
+
     // Tasks waiting in the queue; tasks being run do not count.
     size_t GetPendingTaskNumber();
     // Threads that live now, idle ones included.
@@ -98,6 +111,11 @@ public:
 
 private:
     friend class Worker;
+
+    // Queues `callable` inside a packaged task whose future gives R; the task is refused or
+    // dropped as SubmitTask says, which breaks the promise.
+    template <class R, class Callable>
+    std::future<R> SubmitPackaged(Callable&& callable);
 
     // Starts a thread if fewer than maxThreads live. Always true.
     bool AddWorker();
@@ -136,9 +154,20 @@ private:
 
 template <class F, class... Args>
 std::future<void> ThreadPool::SubmitWithFuture(F&& f, Args&&... args) {
-    auto packaged = std::make_shared<std::packaged_task<void()>>(
-        std::bind(std::forward<F>(f), std::forward<Args>(args)...));
-    std::future<void> future = packaged->get_future();
+    return SubmitPackaged<void>(std::bind(std::forward<F>(f), std::forward<Args>(args)...));
+}
+
+template <class F>
+std::future<std::invoke_result_t<std::decay_t<F>&>> ThreadPool::Submit(F&& f) {
+    return SubmitPackaged<std::invoke_result_t<std::decay_t<F>&>>(std::forward<F>(f));
+}
+
+template <class R, class Callable>
+std::future<R> ThreadPool::SubmitPackaged(Callable&& callable) {
+    // The queue holds copyable std::function tasks; sharing the packaged task makes any
+    // callable, move-only ones included, fit in one.
+    auto packaged = std::make_shared<std::packaged_task<R()>>(std::forward<Callable>(callable));
+    std::future<R> future = packaged->get_future();
     std::function<void()> task = [packaged] { (*packaged)(); };
     SubmitTask(task);
     return future;

@@ -86,6 +86,9 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
 
+// Conditions for tests. They live in <system>/testing.cpp, which only the tests' static archive
+// links: the shipped library has none of them.
+//
 // For tests: while `refuse` is true, the system refuses every new thread, so that creating a
 // std::thread throws std::system_error; false restores the normal state. Returns false, and
 // changes nothing, where the system cannot arrange it.
@@ -186,6 +189,20 @@ public:
 
 // Opens `path` for appending, creating the file if it is missing. Null when it cannot be opened.
 std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path);
+
+// The system's own text for the Windows path text `path` (UTF-8), read as every call above
+// reads it. On Windows the text unchanged. On POSIX the path it names, with "/" between names:
+//   "C:\tmp\x", "\\?\C:\tmp\x", "\tmp\x"  =>  "/tmp/x"
+//   "x\y"  =>  "x/y"     "C:x"  =>  "x"     "C:"  =>  "."     ""  =>  ""
+//   "D:\x", "\\srv\share\x"  =>  nothing (no place here)
+std::optional<std::string> NativePathText(const std::string& path);
+
+// Windows path text (UTF-8) that names the system's own path `native`: NativePathText of it
+// names the same place. On Windows the text unchanged. On POSIX:
+//   "/tmp/x"  =>  "C:/tmp/x"     "/"  =>  "C:/"     "x/y"  =>  "x/y"
+//   "C:x", "\x"  =>  "./C:x", "./\x" (a head that would read as a drive, a root or a share)
+// A "\" inside the text separates names here, as in all Windows path text.
+std::string PathTextOfNative(const std::string& native);
 
 // ---------------------------------------------------------------------------------------------
 // Text conversion

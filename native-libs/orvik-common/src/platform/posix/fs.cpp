@@ -143,6 +143,19 @@ std::wstring BackslashedRoot(std::wstring_view head, std::wstring_view names) {
 
 }  // namespace
 
+std::optional<std::string> NativePathText(const std::string& path) {
+    return PosixPathOf(std::string_view(path));
+}
+
+std::string PathTextOfNative(const std::string& native) {
+    if (!native.empty() && native[0] == '/') {
+        return "C:" + native;
+    }
+    const bool readAsRootOrDrive =
+        (!native.empty() && native[0] == '\\') || HasDrive(std::string_view(native));
+    return readAsRootOrDrive ? "./" + native : native;
+}
+
 std::optional<std::uint32_t> FileAttributes(const std::wstring& path) {
     constexpr std::uint32_t kNormal = 0x80;
     struct stat status {};

@@ -33,6 +33,14 @@ std::basic_string<Char> WithBackslashes(const std::basic_string<Char>& path) {
 
 }  // namespace
 
+std::optional<std::string> NativePathText(const std::string& path) {
+    return path;
+}
+
+std::string PathTextOfNative(const std::string& native) {
+    return native;
+}
+
 std::optional<std::uint32_t> FileAttributes(const std::wstring& path) {
     const DWORD attributes = GetFileAttributesW(WithBackslashes(path).c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {

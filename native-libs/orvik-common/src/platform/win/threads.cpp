@@ -1,11 +1,7 @@
 // Facts about the process's threads on Windows.
 #include <windows.h>
 // <tlhelp32.h> needs the types of <windows.h> before it.
-#include <pthread.h>
 #include <tlhelp32.h>
-
-#include <atomic>
-#include <cerrno>
 
 #include "platform/platform.h"
 
@@ -32,30 +28,4 @@ int ProcessThreadCount() {
     return listed && count > 0 ? count : -1;
 }
 
-namespace {
-
-std::atomic<bool> refuseNewThreads{false};
-
-}  // namespace
-
-bool RefuseNewThreadsForTesting(bool refuse) {
-    refuseNewThreads.store(refuse, std::memory_order_relaxed);
-    return true;
-}
-
 }  // namespace orvik::platform
-
-// This compiler's std::thread starts its threads with pthread_create of the winpthreads library.
-// The library and the programs that link its static archive are linked with
-// --wrap=pthread_create, which sends every such call here first, so that a test can make thread
-// creation fail as it fails for want of resources.
-extern "C" int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                                     void* (*start)(void*), void* argument);
-
-extern "C" int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
-                                     void* (*start)(void*), void* argument) {
-    if (orvik::platform::refuseNewThreads.load(std::memory_order_relaxed)) {
-        return EAGAIN;
-    }
-    return __real_pthread_create(thread, attributes, start, argument);
-}
