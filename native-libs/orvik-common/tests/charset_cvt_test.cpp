@@ -187,5 +187,19 @@ TEST(CharsetCvtEnvTest, ReadsUtf8ValuesBelow255Bytes) {
     EXPECT_EQ(console.Text(), "");
 }
 
+TEST(CharsetCvtEnvTest, NamesGoToTheSystemAsTheyAre) {
+    // cmd.exe hands its children the per-drive working directories ("=C:"), and Windows keeps
+    // unpaired surrogates in names. Where the environment is bytes (POSIX) neither can be set.
+    for (const std::wstring& name :
+         {std::wstring(L"=Z:"), std::wstring(L"ORVIK_") + static_cast<wchar_t>(0xD800)}) {
+        SCOPED_TRACE(name.size());
+        const bool set = platform::SetEnvironmentVariable(name, std::wstring(L"Z:\\work"));
+#ifdef _WIN32
+        EXPECT_TRUE(set);
+#endif
+        EXPECT_EQ(CharsetCvt::GetEnv(name, ""), set ? "Z:\\work" : "");
+    }
+}
+
 }  // namespace
 }  // namespace orvik

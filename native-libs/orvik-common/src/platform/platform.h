@@ -191,16 +191,19 @@ std::string WideToUtf8(std::wstring_view text);
 // The process's environment variables, read by their wide names.
 // ---------------------------------------------------------------------------------------------
 
-// The value of the environment variable `name`, or nullopt when it is not set. A name that is
-// empty or holds '=' or a NUL character is never set. Where the system keeps its environment
-// as bytes (POSIX), names and values are UTF-8: a name that is not valid wide text is never
-// set, and each malformed run of bytes in a value becomes one U+FFFD. No length limit.
+// The value of the environment variable `name`, or nullopt when it is not set. A name holding
+// a NUL character is never set. Windows is asked with the name as it is, so names that hold
+// '=' (the per-drive "=C:") or an unpaired surrogate are found when the system keeps them.
+// Where the system keeps its environment as bytes (POSIX), names and values are UTF-8: a name
+// that is empty, holds '=' or is not valid wide text is never set, and each malformed run of
+// bytes in a value becomes one U+FFFD. No length limit.
 std::optional<std::wstring> EnvironmentVariable(const std::wstring& name);
 
 // Sets the variable `name` to `value`, or removes it for nullopt (removing an unset variable
-// succeeds). False when the name is empty or holds '=' or NUL, when `value` holds NUL or is not
-// valid wide text, or when the system refuses. Not safe while another thread reads or writes
-// the environment: for tests and start-up code.
+// succeeds). False when the name holds NUL (on POSIX also when it is empty, holds '=' or is
+// not valid wide text), when `value` holds NUL or is not valid wide text, or when the system
+// refuses. Not safe while another thread reads or writes the environment: for tests and
+// start-up code.
 bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::wstring>& value);
 
 // ---------------------------------------------------------------------------------------------
