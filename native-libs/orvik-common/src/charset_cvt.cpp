@@ -56,13 +56,14 @@ bool CheckU8Sequence(const std::string& text, size_t& index) {
 }
 
 // One of the six UTF routes: an empty argument is reported through `logEmpty` and gives an
-// empty result; input the strict codec refuses raises std::range_error.
+// empty result. What cannot be converted either raises std::range_error (kFail) or becomes
+// U+FFFD (kReplace).
 template <class Out, class In, class Codec, class LogEmpty>
-Out ConvertUtf(const In& text, Codec codec, LogEmpty logEmpty) {
+Out ConvertUtf(const In& text, Codec codec, detail::Invalid invalid, LogEmpty logEmpty) {
     Out out;
     if (text.empty()) {
         logEmpty();
-    } else if (!codec(text, out, detail::Invalid::kFail)) {
+    } else if (!codec(text, out, invalid)) {
         ThrowBadConversion();
     }
     return out;
@@ -113,27 +114,33 @@ bool CharsetCvt::StartsWithBom(const std::string& text) {
 }
 
 std::wstring CharsetCvt::U8ToW(const std::string& text) {
-    return ConvertUtf<std::wstring>(text, detail::Utf8ToWide, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::wstring>(text, detail::Utf8ToWide, detail::Invalid::kFail,
+                                    ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::WToU8(const std::wstring& text) {
-    return ConvertUtf<std::string>(text, detail::WideToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::WideToUtf8, detail::Invalid::kFail,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::u16string CharsetCvt::U8ToU16(const std::string& text) {
-    return ConvertUtf<std::u16string>(text, detail::Utf8ToUtf16, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::u16string>(text, detail::Utf8ToUtf16, detail::Invalid::kReplace,
+                                      ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::U16ToU8(const std::u16string& text) {
-    return ConvertUtf<std::string>(text, detail::Utf16ToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::Utf16ToUtf8, detail::Invalid::kReplace,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::u32string CharsetCvt::U8ToU32(const std::string& text) {
-    return ConvertUtf<std::u32string>(text, detail::Utf8ToUtf32, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::u32string>(text, detail::Utf8ToUtf32, detail::Invalid::kReplace,
+                                      ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::U32ToU8(const std::u32string& text) {
-    return ConvertUtf<std::string>(text, detail::Utf32ToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::Utf32ToUtf8, detail::Invalid::kReplace,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::MbToU8(const std::string& text) {

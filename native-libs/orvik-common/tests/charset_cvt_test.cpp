@@ -92,18 +92,37 @@ TEST(CharsetCvtTest, MultilingualTextRoundTripsThroughEveryRoute) {
     EXPECT_EQ(CharsetCvt::U16ToU8(CharsetCvt::U8ToU16(edges)), edges);
 }
 
-TEST(CharsetCvtTest, UnconvertibleInputRaisesBadConversion) {
+TEST(CharsetCvtTest, WideRoutesRaiseWhereTheOtherRoutesReplace) {
     using C = CharsetCvt;
-    // Overlong and beyond-U+10FFFF forms pass IsU8 but are no code points.
-    EXPECT_EQ(RangeErrorOf([] { C::U8ToU16("\xC0\x80"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U8ToU32("\xF4\x90\x80\x80"); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::U8ToW("ok\xE4\xB8"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U16ToU8(u"a\xD800"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U16ToU8(u"\xDC00z"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U32ToU8(U"\xD800"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U32ToU8(std::u32string(1, 0x110000)); }), "bad conversion");
+    EXPECT_EQ(RangeErrorOf([] { C::U8ToW("\xC0\x80"); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::WToU8(std::wstring(1, 0xDC00)); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::U8ToMb("\xC0\x80"); }), "bad conversion");
+
+    // One U+FFFD per maximal invalid subsequence. Each row passes IsU8 or fails only at its end.
+    const struct {
+        std::string utf8;
+        std::u32string codePoints;  // all in the BMP, so also the UTF-16 units
+    } fromUtf8[] = {
+        {"a\xC0\x80z", U"a\uFFFD\uFFFDz"},                  // overlong: C0 and 80 start nothing
+        {"\xE0\x80\x80", U"\uFFFD\uFFFD\uFFFD"},            // overlong three-byte form
+        {"\xF4\x90\x80\x80", U"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+        {"\xF7\xBF\xBF\xBF", U"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"ok\xE4\xB8", U"ok\uFFFD"},  // one truncated sequence, one U+FFFD
+        {"\xE4\xB8z\xF0\x9F\x8C", U"\uFFFDz\uFFFD"},
+    };
+    for (const auto& c : fromUtf8) {
+        SCOPED_TRACE(::testing::PrintToString(c.utf8));
+        EXPECT_EQ(C::U8ToU32(c.utf8), c.codePoints);
+        EXPECT_EQ(C::U8ToU16(c.utf8), std::u16string(c.codePoints.begin(), c.codePoints.end()));
+    }
+    const std::string replacement = "\xEF\xBF\xBD";
+    // A lone surrogate, as a Windows file name may hold one.
+    EXPECT_EQ(C::U16ToU8(u"a\xD800"), "a" + replacement);
+    EXPECT_EQ(C::U16ToU8(u"\xDC00z\xD800\xD83C\xDF0D"),
+              replacement + "z" + replacement + "\xF0\x9F\x8C\x8D");
+    EXPECT_EQ(C::U32ToU8(std::u32string{0xD800, U'z', 0x110000, 0xFFFFFFFF}),
+              replacement + "z" + replacement + replacement);
 }
 
 TEST(CharsetCvtTest, EmptyArgumentsAreReportedByTheirRoute) {
