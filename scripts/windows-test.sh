@@ -135,6 +135,15 @@ trap '"$wineserver" -k >/dev/null 2>&1 || true' EXIT
 # lets ctest see each test's output end when the test ends.
 /usr/lib/wine/wine64 wineboot --init </dev/null >/dev/null 2>&1
 
+# --- A Japanese locale for Wine ----------------------------------------------------------------
+# One test starts Wine in ja_JP.UTF-8, so that programs see the multibyte ANSI code page 932.
+# The locale is built into the build's own folder (the test points LOCPATH at it), from the
+# sources of the C library's locales, and kept there.
+if [ ! -d "$build/locales/ja_JP.UTF-8" ]; then
+    mkdir -p "$build/locales"
+    localedef -i ja_JP -f UTF-8 "$build/locales/ja_JP.UTF-8"
+fi
+
 # --- This project ----------------------------------------------------------------------------
 cmake -S "$root" -B "$build" \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \

@@ -1,8 +1,8 @@
 #include "common/charset_cvt.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <locale>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -14,8 +14,6 @@
 
 namespace orvik {
 namespace {
-
-using WideFacet = std::codecvt<wchar_t, char, std::mbstate_t>;
 
 // GetEnv's limits: the value must fit a buffer of 256 wide elements, and its UTF-8 form an
 // area of 255 bytes, each with its terminator.
@@ -76,14 +74,6 @@ std::string WideToUtf8OrThrow(std::wstring_view wide) {
         ThrowBadConversion();
     }
     return utf8;
-}
-
-// Installs the user's preferred locale process-wide and returns it. The caller keeps the
-// returned locale while it uses its facet, so that another thread replacing the global locale
-// meanwhile cannot destroy the facet.
-std::locale InstallUserLocale() {
-    std::locale::global(std::locale(""));
-    return std::locale();
 }
 
 }  // namespace
@@ -147,22 +137,14 @@ std::string CharsetCvt::MbToU8(const std::string& text) {
     if (IsU8(text)) {
         return text;
     }
-    const std::locale locale = InstallUserLocale();
-    const WideFacet& facet = std::use_facet<WideFacet>(locale);
-
-    // One wide character per byte is the most any locale decodes to.
-    std::wstring wide(text.size(), L'\0');
-    std::mbstate_t state{};
-    const char* fromNext = nullptr;
-    wchar_t* toNext = nullptr;
-    const std::codecvt_base::result result =
-        facet.in(state, text.data(), text.data() + text.size(), fromNext, wide.data(),
-                 wide.data() + wide.size(), toNext);
-    if (result == std::codecvt_base::ok) {
-        wide.resize(static_cast<size_t>(toNext - wide.data()));
-    } else {
-        // Goes on with the whole buffer: the converted part, then NUL characters.
+    const std::unique_ptr<platform::UserEncoding> encoding = platform::InstallUserLocale();
+    std::wstring wide;
+    const std::codecvt_base::result result = encoding->Decode(text, wide);
+    if (result != std::codecvt_base::ok) {
+        // Goes on with a buffer of one wide character per input byte: the converted part,
+        // then NUL characters.
         ORVIK_LOG(LOG_LEVEL_INFO, "Convert error: %d", static_cast<int>(result));
+        wide.resize(std::max(wide.size(), text.size()), L'\0');
     }
     return WideToUtf8OrThrow(wide);
 }
@@ -172,24 +154,19 @@ std::string CharsetCvt::U8ToMb(const std::string& text) {
         ORVIK_LOG(LOG_LEVEL_INFO, "Parameter is Not a valid UTF-8 string!");
         return std::string();
     }
-    const std::locale locale = InstallUserLocale();
-    const WideFacet& facet = std::use_facet<WideFacet>(locale);
-
+    const std::unique_ptr<platform::UserEncoding> encoding = platform::InstallUserLocale();
     std::wstring wide;
     if (!detail::Utf8ToWide(text, wide, detail::Invalid::kFail)) {
         ThrowBadConversion();
     }
-    std::string narrow(static_cast<size_t>(facet.max_length()) * wide.size(), '\0');
-    std::mbstate_t state{};
-    const wchar_t* fromNext = nullptr;
-    char* toNext = nullptr;
-    const std::codecvt_base::result result =
-        facet.out(state, wide.data(), wide.data() + wide.size(), fromNext, narrow.data(),
-                  narrow.data() + narrow.size(), toNext);
-    if (result == std::codecvt_base::ok) {
-        narrow.resize(static_cast<size_t>(toNext - narrow.data()));
-    } else {
+    std::string narrow;
+    const std::codecvt_base::result result = encoding->Encode(wide, narrow);
+    if (result != std::codecvt_base::ok) {
+        // The converted part, then NUL bytes up to the encoding's worst case for the text.
         ORVIK_LOG(LOG_LEVEL_INFO, "Convert error: %d", static_cast<int>(result));
+        narrow.resize(
+            std::max(narrow.size(), static_cast<size_t>(encoding->MaxLength()) * wide.size()),
+            '\0');
     }
     return narrow;
 }

@@ -181,6 +181,75 @@ TEST(CharsetCvtLocaleTest, Latin1LocaleConvertsBothWaysAndCaseFoldingFollows) {
     EXPECT_EQ(MaskLineNumbers(console.Text()), InfoLine("U8ToMb", "Convert error: 2"));
 }
 
+TEST(CharsetCvtLocaleTest, LocaleThatCannotBeBuiltRaisesBadLocaleName) {
+    ASSERT_TRUE(platform::SetEnvironmentVariable(L"LC_ALL", L"xx_XX.nowhere"));
+    ASSERT_TRUE(platform::SetEnvironmentVariable(L"LANG", L"xx_XX.nowhere"));
+    for (const auto& convert : {std::function<void()>([] { CharsetCvt::MbToU8("\xFF"); }),
+                                std::function<void()>([] { CharsetCvt::U8ToMb("a"); })}) {
+        std::string message = "no exception";
+        try {
+            convert();
+        } catch (const std::runtime_error& error) {
+            message = error.what();
+        }
+#ifdef _WIN32
+        // Windows takes the user's locale from its own settings: shells may set these
+        // variables, and they change nothing.
+        EXPECT_EQ(message, "no exception");
+#else
+        EXPECT_EQ(message, "bad locale name");
+#endif
+    }
+}
+
+// The Windows build converts through the system's ANSI code page, which Windows (or Wine,
+// from the Unix locale it starts in) fixes for the whole process. The test run names it in
+// ORVIK_TEST_ANSI_CODE_PAGE; tests/CMakeLists.txt starts this test once per code page.
+TEST(CharsetCvtCodePageTest, ConvertsThroughTheAnsiCodePageAndCaseFoldingFollows) {
+    const std::optional<std::wstring> codePage =
+        platform::EnvironmentVariable(L"ORVIK_TEST_ANSI_CODE_PAGE");
+    if (!codePage) {
+        GTEST_SKIP() << "the run names no ANSI code page";
+    }
+    const struct {
+        std::wstring codePage;
+        std::string native;
+        std::string utf8;
+        std::string lowered;          // ToLowerCase(native) in the installed locale, if it is known
+        std::string unrepresentable;  // UTF-8 of a character the code page lacks ...
+        std::string encodedAs;        // ... and what U8ToMb gives for it
+        std::string cut;              // native text that ends inside a character, if any
+    } cases[] = {
+        {L"1252", "\x80\xC4 Gr\xFC\xDF", "\xE2\x82\xAC\xC3\x84 Gr\xC3\xBC\xC3\x9F",
+         "\x80\xE4 gr\xFC\xDF", "\xD0\x96", std::string(1, '\0'), ""},
+        // "あ日本 AB" in Shift-JIS: two bytes a character, no trail byte a letter. What the C
+        // runtime's tables make of a lone lead byte is its own affair.
+        {L"932", "\x82\xA0\x93\xFA\x96\x7B AB", "\xE3\x81\x82\xE6\x97\xA5\xE6\x9C\xAC AB", "",
+         "\xC3\x84", std::string(2, '\0'), "a\x82"},
+    };
+    const auto c = std::find_if(std::begin(cases), std::end(cases),
+                                [&](const auto& c) { return c.codePage == *codePage; });
+    ASSERT_NE(c, std::end(cases)) << "no row for this code page";
+
+    EXPECT_EQ(CharsetCvt::MbToU8(c->native), c->utf8);
+    EXPECT_EQ(CharsetCvt::U8ToMb(c->utf8), c->native);
+    if (!c->lowered.empty()) {
+        EXPECT_EQ(StringUtils::ToLowerCase(c->native), c->lowered)
+            << "the C runtime's locale is the user's";
+    }
+
+    FixedLogTime time;
+    ConsoleCapture console;
+    EXPECT_EQ(CharsetCvt::U8ToMb(c->unrepresentable), c->encodedAs);
+    std::string expected = InfoLine("U8ToMb", "Convert error: 2");
+    if (!c->cut.empty()) {
+        // The decoded part, then one NUL for each byte left.
+        EXPECT_EQ(CharsetCvt::MbToU8(c->cut), std::string("a\0", 2));
+        expected += InfoLine("MbToU8", "Convert error: 1");
+    }
+    EXPECT_EQ(MaskLineNumbers(console.Text()), expected);
+}
+
 TEST(CharsetCvtEnvTest, ReadsUtf8ValuesBelow255Bytes) {
     ConsoleCapture console;
     const std::wstring name = L"ORVIK_CHARSET_TEST";

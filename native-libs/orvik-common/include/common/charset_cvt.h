@@ -13,8 +13,8 @@
 //     above U+10FFFF;
 //   - the 16- and 32-bit routes never raise: they turn such input into U+FFFD, one for each
 //     maximal invalid subsequence, as the Unicode standard recommends (see below);
-//   - MbToU8 and U8ToMb raise std::runtime_error when the user's locale cannot be built, and
-//   std::range_error("bad conversion") when the UTF stage fails.
+//   - MbToU8 and U8ToMb raise std::runtime_error("bad locale name") when the user's locale
+//     cannot be built, and std::range_error("bad conversion") when the UTF stage fails.
 //
 // Thread-safety: no state of its own; safe from any thread, with one process-wide side effect:
 // MbToU8 on text that IsU8 rejects, and U8ToMb on text that IsU8 accepts, install the user's

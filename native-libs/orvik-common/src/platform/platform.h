@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <ctime>
 #include <fstream>
+#include <locale>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -176,7 +177,8 @@ std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path);
 // ---------------------------------------------------------------------------------------------
 // Text conversion
 //
-// Conversions between UTF-8 and the system's wide text, as the system's own calls make them.
+// Conversions between UTF-8 and the system's wide text, as the system's own calls make them,
+// and the encoding of the user's locale.
 // ---------------------------------------------------------------------------------------------
 
 // UTF-8 to wide text and back, of the whole range (embedded NULs included, no terminator
@@ -184,6 +186,34 @@ std::unique_ptr<AppendOnlyFile> OpenAppendOnlyFile(const std::wstring& path);
 // system's own conversions do. Empty in, empty out.
 std::wstring Utf8ToWide(std::string_view text);
 std::string WideToUtf8(std::wstring_view text);
+
+// The multibyte encoding of the user's locale, as InstallUserLocale gives it. Both directions
+// convert up to the first character they cannot convert, leave what they converted in `out`
+// (replacing what it held), and report as std::codecvt does: ok when all of the input was
+// converted, partial when the input ends inside a character, error otherwise. A wide
+// character that the encoding cannot represent exactly is an error, never a look-alike.
+// Thread-safety: const members may be called from several threads at once.
+class UserEncoding {
+public:
+    virtual ~UserEncoding() = default;
+    virtual std::codecvt_base::result Decode(std::string_view bytes, std::wstring& out) const = 0;
+    virtual std::codecvt_base::result Encode(std::wstring_view wide, std::string& out) const = 0;
+    // The most bytes that one wide element can take.
+    virtual int MaxLength() const = 0;
+};
+
+// Installs the user's preferred locale for the whole process, as far as the system lets it be
+// installed, and returns its encoding:
+//   - POSIX: std::locale("") (from LC_ALL, LC_* and LANG) becomes the global C++ locale, and
+//     with it the C locale; the encoding is its std::codecvt<wchar_t, char> facet.
+//   - Windows: the C++ runtime builds no locale but "C" here, so the classic locale becomes
+//     the global C++ locale and the C runtime takes the user's locale (setlocale(LC_ALL, "")),
+//     which its case tables follow; the encoding is the system's ANSI code page. LANG and
+//     LC_* are not read, as Windows knows neither.
+// The change stays after the call and reaches every thread; nothing guards other users of the
+// locale meanwhile. Raises std::runtime_error("bad locale name") when the system cannot build
+// the user's locale.
+std::unique_ptr<UserEncoding> InstallUserLocale();
 
 // ---------------------------------------------------------------------------------------------
 // Environment
