@@ -145,9 +145,12 @@ if [ ! -d "$build/locales/ja_JP.UTF-8" ]; then
 fi
 
 # --- This project ----------------------------------------------------------------------------
+# The linker flags are taken afresh from the toolchain file: builds from before the runtime
+# became DLLs keep "-static" in their cache.
 cmake -S "$root" -B "$build" \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -UCMAKE_EXE_LINKER_FLAGS -UCMAKE_SHARED_LINKER_FLAGS \
     -DORVIK_COMMON_BUILD_BENCHMARKS=OFF -DORVIK_COMMON_BUILD_EXAMPLES=OFF \
     -DOPENSSL_USE_STATIC_LIBS=ON -DOPENSSL_INCLUDE_DIR="$openssl_dir/include" \
     -DLIB_EAY="$openssl_dir/lib/libcrypto.a" \
