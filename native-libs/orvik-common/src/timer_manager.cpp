@@ -28,11 +28,17 @@ constexpr long long kLongestWaitMs = 365LL * 24 * 3600 * 1000;
 constexpr long long kDueNowWaitMs = 500;
 
 // Stops the process-wide manager at the point of the exit sequence where its destructor
-// would run; the manager's memory stays, since a detached thread may still use it.
+// would run; the manager's memory stays, since a detached thread may still use it. When the
+// system has already stopped the manager's thread (see platform::ProcessIsEnding), that
+// thread may have held the manager's lock, and there is nothing left to stop.
 class TimerManagerTeardown {
 public:
     explicit TimerManagerTeardown(TimerManager& manager) : manager_(manager) {}
-    ~TimerManagerTeardown() { manager_.Stop(); }
+    ~TimerManagerTeardown() {
+        if (!platform::ProcessIsEnding()) {
+            manager_.Stop();
+        }
+    }
     TimerManagerTeardown(const TimerManagerTeardown&) = delete;
     TimerManagerTeardown& operator=(const TimerManagerTeardown&) = delete;
 

@@ -114,6 +114,12 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     other.join();
 }
 
+TEST(PlatformThreadsTest, ARunningProcessIsNotEnding) {
+    // The end itself is covered by the thread start stress test, which exits with pool
+    // threads alive.
+    EXPECT_FALSE(platform::ProcessIsEnding());
+}
+
 TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
     if (!platform::RefuseNewThreadsForTesting(true)) {
         GTEST_SKIP() << "this system cannot refuse threads";

@@ -87,6 +87,13 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
 
+// True while the process is ending and the library is being unloaded as part of that, after
+// the system has already stopped every other thread: on Windows, once ExitProcess has begun
+// (an explicit FreeLibrary is no such end). A thread stopped that way may have held a lock of
+// the C++ runtime, so objects unloaded then must not be torn down. Always false on POSIX
+// systems, whose threads keep running while static objects are destroyed.
+bool ProcessIsEnding();
+
 // For tests: while `refuse` is true, the system refuses every new thread, so that creating a
 // std::thread throws std::system_error; false restores the normal state. Returns false, and
 // changes nothing, where the system cannot arrange it.

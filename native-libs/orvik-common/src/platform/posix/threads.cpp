@@ -26,6 +26,10 @@ int ProcessThreadCount() {
     return count;
 }
 
+bool ProcessIsEnding() {
+    return false;
+}
+
 #if defined(__GLIBC__)
 
 bool RefuseNewThreadsForTesting(bool refuse) {
