@@ -18,9 +18,14 @@
 //
 // Thread-safety: no state of its own; safe from any thread, with one process-wide side effect:
 // MbToU8 on text that IsU8 rejects, and U8ToMb on text that IsU8 accepts, install the user's
-// preferred locale (std::locale("")) with std::locale::global on every call. That replaces the
-// C locale of the whole process, stays after the call, and changes every later
-// locale-dependent operation on every thread (the case folding of StringUtils among them).
+// preferred locale on every call. That stays after the call and changes every later
+// locale-dependent operation on every thread (the case folding of StringUtils among them):
+//   - POSIX: std::locale("") (from LC_ALL, LC_* and LANG) becomes the global C++ locale, and
+//     with it the C locale; its encoding is the locale's;
+//   - Windows: the C runtime takes the user's locale (setlocale(LC_ALL, "")) and the global
+//     C++ locale becomes the classic one, the only one the runtime builds there; the encoding
+//     is the system's ANSI code page (1252, 932, ...). LANG and LC_* are not read. A character
+//     the code page cannot represent exactly is a conversion error, never a look-alike.
 #ifndef ORVIK_COMMON_CHARSET_CVT_H
 #define ORVIK_COMMON_CHARSET_CVT_H
 
