@@ -17,9 +17,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The compiler's runtime (libgcc, libstdc++, winpthread) is linked into every binary, so that
-# the programs run with no runtime DLLs beside them.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
+# The compiler's runtime (libstdc++, libgcc, winpthread) is linked as DLLs, so that a host and
+# the library share one std::cout and one global locale; the project copies the runtime DLLs
+# beside the library and installs them with it.
 
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-run.sh)

@@ -135,10 +135,22 @@ trap '"$wineserver" -k >/dev/null 2>&1 || true' EXIT
 # lets ctest see each test's output end when the test ends.
 /usr/lib/wine/wine64 wineboot --init </dev/null >/dev/null 2>&1
 
+# --- A Japanese locale for Wine ----------------------------------------------------------------
+# One test starts Wine in ja_JP.UTF-8, so that programs see the multibyte ANSI code page 932.
+# The locale is built into the build's own folder (the test points LOCPATH at it), from the
+# sources of the C library's locales, and kept there.
+if [ ! -d "$build/locales/ja_JP.UTF-8" ]; then
+    mkdir -p "$build/locales"
+    localedef -i ja_JP -f UTF-8 "$build/locales/ja_JP.UTF-8"
+fi
+
 # --- This project ----------------------------------------------------------------------------
+# The linker flags are taken afresh from the toolchain file: builds from before the runtime
+# became DLLs keep "-static" in their cache.
 cmake -S "$root" -B "$build" \
     -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64-x86_64.cmake" \
     -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -UCMAKE_EXE_LINKER_FLAGS -UCMAKE_SHARED_LINKER_FLAGS \
     -DORVIK_COMMON_BUILD_BENCHMARKS=OFF -DORVIK_COMMON_BUILD_EXAMPLES=OFF \
     -DOPENSSL_USE_STATIC_LIBS=ON -DOPENSSL_INCLUDE_DIR="$openssl_dir/include" \
     -DLIB_EAY="$openssl_dir/lib/libcrypto.a" \

@@ -1,8 +1,8 @@
 #include "common/charset_cvt.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <locale>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -14,8 +14,6 @@
 
 namespace orvik {
 namespace {
-
-using WideFacet = std::codecvt<wchar_t, char, std::mbstate_t>;
 
 // GetEnv's limits: the value must fit a buffer of 256 wide elements, and its UTF-8 form an
 // area of 255 bytes, each with its terminator.
@@ -56,13 +54,14 @@ bool CheckU8Sequence(const std::string& text, size_t& index) {
 }
 
 // One of the six UTF routes: an empty argument is reported through `logEmpty` and gives an
-// empty result; input the strict codec refuses raises std::range_error.
+// empty result. What cannot be converted either raises std::range_error (kFail) or becomes
+// U+FFFD (kReplace).
 template <class Out, class In, class Codec, class LogEmpty>
-Out ConvertUtf(const In& text, Codec codec, LogEmpty logEmpty) {
+Out ConvertUtf(const In& text, Codec codec, detail::Invalid invalid, LogEmpty logEmpty) {
     Out out;
     if (text.empty()) {
         logEmpty();
-    } else if (!codec(text, out, detail::Invalid::kFail)) {
+    } else if (!codec(text, out, invalid)) {
         ThrowBadConversion();
     }
     return out;
@@ -75,14 +74,6 @@ std::string WideToUtf8OrThrow(std::wstring_view wide) {
         ThrowBadConversion();
     }
     return utf8;
-}
-
-// Installs the user's preferred locale process-wide and returns it. The caller keeps the
-// returned locale while it uses its facet, so that another thread replacing the global locale
-// meanwhile cannot destroy the facet.
-std::locale InstallUserLocale() {
-    std::locale::global(std::locale(""));
-    return std::locale();
 }
 
 }  // namespace
@@ -113,49 +104,47 @@ bool CharsetCvt::StartsWithBom(const std::string& text) {
 }
 
 std::wstring CharsetCvt::U8ToW(const std::string& text) {
-    return ConvertUtf<std::wstring>(text, detail::Utf8ToWide, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::wstring>(text, detail::Utf8ToWide, detail::Invalid::kFail,
+                                    ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::WToU8(const std::wstring& text) {
-    return ConvertUtf<std::string>(text, detail::WideToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::WideToUtf8, detail::Invalid::kFail,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::u16string CharsetCvt::U8ToU16(const std::string& text) {
-    return ConvertUtf<std::u16string>(text, detail::Utf8ToUtf16, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::u16string>(text, detail::Utf8ToUtf16, detail::Invalid::kReplace,
+                                      ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::U16ToU8(const std::u16string& text) {
-    return ConvertUtf<std::string>(text, detail::Utf16ToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::Utf16ToUtf8, detail::Invalid::kReplace,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::u32string CharsetCvt::U8ToU32(const std::string& text) {
-    return ConvertUtf<std::u32string>(text, detail::Utf8ToUtf32, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::u32string>(text, detail::Utf8ToUtf32, detail::Invalid::kReplace,
+                                      ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::U32ToU8(const std::u32string& text) {
-    return ConvertUtf<std::string>(text, detail::Utf32ToUtf8, ORVIK_LOG_EMPTY_PARAMETER);
+    return ConvertUtf<std::string>(text, detail::Utf32ToUtf8, detail::Invalid::kReplace,
+                                   ORVIK_LOG_EMPTY_PARAMETER);
 }
 
 std::string CharsetCvt::MbToU8(const std::string& text) {
     if (IsU8(text)) {
         return text;
     }
-    const std::locale locale = InstallUserLocale();
-    const WideFacet& facet = std::use_facet<WideFacet>(locale);
-
-    // One wide character per byte is the most any locale decodes to.
-    std::wstring wide(text.size(), L'\0');
-    std::mbstate_t state{};
-    const char* fromNext = nullptr;
-    wchar_t* toNext = nullptr;
-    const std::codecvt_base::result result =
-        facet.in(state, text.data(), text.data() + text.size(), fromNext, wide.data(),
-                 wide.data() + wide.size(), toNext);
-    if (result == std::codecvt_base::ok) {
-        wide.resize(static_cast<size_t>(toNext - wide.data()));
-    } else {
-        // Goes on with the whole buffer: the converted part, then NUL characters.
+    const std::unique_ptr<platform::UserEncoding> encoding = platform::InstallUserLocale();
+    std::wstring wide;
+    const std::codecvt_base::result result = encoding->Decode(text, wide);
+    if (result != std::codecvt_base::ok) {
+        // Goes on with a buffer of one wide character per input byte: the converted part,
+        // then NUL characters.
         ORVIK_LOG(LOG_LEVEL_INFO, "Convert error: %d", static_cast<int>(result));
+        wide.resize(std::max(wide.size(), text.size()), L'\0');
     }
     return WideToUtf8OrThrow(wide);
 }
@@ -165,24 +154,19 @@ std::string CharsetCvt::U8ToMb(const std::string& text) {
         ORVIK_LOG(LOG_LEVEL_INFO, "Parameter is Not a valid UTF-8 string!");
         return std::string();
     }
-    const std::locale locale = InstallUserLocale();
-    const WideFacet& facet = std::use_facet<WideFacet>(locale);
-
+    const std::unique_ptr<platform::UserEncoding> encoding = platform::InstallUserLocale();
     std::wstring wide;
     if (!detail::Utf8ToWide(text, wide, detail::Invalid::kFail)) {
         ThrowBadConversion();
     }
-    std::string narrow(static_cast<size_t>(facet.max_length()) * wide.size(), '\0');
-    std::mbstate_t state{};
-    const wchar_t* fromNext = nullptr;
-    char* toNext = nullptr;
-    const std::codecvt_base::result result =
-        facet.out(state, wide.data(), wide.data() + wide.size(), fromNext, narrow.data(),
-                  narrow.data() + narrow.size(), toNext);
-    if (result == std::codecvt_base::ok) {
-        narrow.resize(static_cast<size_t>(toNext - narrow.data()));
-    } else {
+    std::string narrow;
+    const std::codecvt_base::result result = encoding->Encode(wide, narrow);
+    if (result != std::codecvt_base::ok) {
+        // The converted part, then NUL bytes up to the encoding's worst case for the text.
         ORVIK_LOG(LOG_LEVEL_INFO, "Convert error: %d", static_cast<int>(result));
+        narrow.resize(
+            std::max(narrow.size(), static_cast<size_t>(encoding->MaxLength()) * wide.size()),
+            '\0');
     }
     return narrow;
 }

@@ -3,6 +3,7 @@
 #include "library_frame.h"
 
 #include "never_destroyed.h"
+#include "platform/platform.h"
 
 namespace orvik::detail {
 namespace {
@@ -11,10 +12,14 @@ namespace {
 // it as any pool is owned; when the last owner lets go (at unload, or later on the pool's last
 // thread) the deleter does what the destructor would do, Shutdown(SHUTDOWN_IMMEDIATE), and
 // keeps the memory, so a thread or a host call that still reaches the pool while the process
-// exits finds a live object that refuses new work.
+// exits finds a live object that refuses new work. When the system has already stopped the
+// pool's threads (see platform::ProcessIsEnding), one may have held a lock that Shutdown would
+// wait for, and the pool is left to the system.
 std::shared_ptr<ThreadPool> MakeProcessPool(NeverDestroyed<ThreadPool>& storage) {
     return std::shared_ptr<ThreadPool>(storage.get(), [](ThreadPool* pool) {
-        pool->Shutdown(ThreadPool::SHUTDOWN_IMMEDIATE);
+        if (!platform::ProcessIsEnding()) {
+            pool->Shutdown(ThreadPool::SHUTDOWN_IMMEDIATE);
+        }
     });
 }
 

@@ -23,6 +23,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/platform.h"
+
 namespace orvik::detail {
 
 struct BuildInPlace {};
@@ -52,12 +54,18 @@ private:
 };
 
 // Calls `teardown` when the exit sequence destroys this hook: for a static built right after a
-// NeverDestroyed object, exactly where that object's destructor would have run.
+// NeverDestroyed object, exactly where that object's destructor would have run. Not when the
+// system has already stopped every other thread (see platform::ProcessIsEnding): a stopped
+// thread may have held a lock that the teardown would wait for, and nothing is left to stop.
 template <class Teardown>
 class UnloadHook {
 public:
     explicit UnloadHook(Teardown teardown) : teardown_(std::move(teardown)) {}
-    ~UnloadHook() { teardown_(); }
+    ~UnloadHook() {
+        if (!platform::ProcessIsEnding()) {
+            teardown_();
+        }
+    }
     UnloadHook(const UnloadHook&) = delete;
     UnloadHook& operator=(const UnloadHook&) = delete;
 

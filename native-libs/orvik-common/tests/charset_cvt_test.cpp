@@ -92,18 +92,37 @@ TEST(CharsetCvtTest, MultilingualTextRoundTripsThroughEveryRoute) {
     EXPECT_EQ(CharsetCvt::U16ToU8(CharsetCvt::U8ToU16(edges)), edges);
 }
 
-TEST(CharsetCvtTest, UnconvertibleInputRaisesBadConversion) {
+TEST(CharsetCvtTest, WideRoutesRaiseWhereTheOtherRoutesReplace) {
     using C = CharsetCvt;
-    // Overlong and beyond-U+10FFFF forms pass IsU8 but are no code points.
-    EXPECT_EQ(RangeErrorOf([] { C::U8ToU16("\xC0\x80"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U8ToU32("\xF4\x90\x80\x80"); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::U8ToW("ok\xE4\xB8"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U16ToU8(u"a\xD800"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U16ToU8(u"\xDC00z"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U32ToU8(U"\xD800"); }), "bad conversion");
-    EXPECT_EQ(RangeErrorOf([] { C::U32ToU8(std::u32string(1, 0x110000)); }), "bad conversion");
+    EXPECT_EQ(RangeErrorOf([] { C::U8ToW("\xC0\x80"); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::WToU8(std::wstring(1, 0xDC00)); }), "bad conversion");
     EXPECT_EQ(RangeErrorOf([] { C::U8ToMb("\xC0\x80"); }), "bad conversion");
+
+    // One U+FFFD per maximal invalid subsequence. Each row passes IsU8 or fails only at its end.
+    const struct {
+        std::string utf8;
+        std::u32string codePoints;  // all in the BMP, so also the UTF-16 units
+    } fromUtf8[] = {
+        {"a\xC0\x80z", U"a\uFFFD\uFFFDz"},                  // overlong: C0 and 80 start nothing
+        {"\xE0\x80\x80", U"\uFFFD\uFFFD\uFFFD"},            // overlong three-byte form
+        {"\xF4\x90\x80\x80", U"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+        {"\xF7\xBF\xBF\xBF", U"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"ok\xE4\xB8", U"ok\uFFFD"},  // one truncated sequence, one U+FFFD
+        {"\xE4\xB8z\xF0\x9F\x8C", U"\uFFFDz\uFFFD"},
+    };
+    for (const auto& c : fromUtf8) {
+        SCOPED_TRACE(::testing::PrintToString(c.utf8));
+        EXPECT_EQ(C::U8ToU32(c.utf8), c.codePoints);
+        EXPECT_EQ(C::U8ToU16(c.utf8), std::u16string(c.codePoints.begin(), c.codePoints.end()));
+    }
+    const std::string replacement = "\xEF\xBF\xBD";
+    // A lone surrogate, as a Windows file name may hold one.
+    EXPECT_EQ(C::U16ToU8(u"a\xD800"), "a" + replacement);
+    EXPECT_EQ(C::U16ToU8(u"\xDC00z\xD800\xD83C\xDF0D"),
+              replacement + "z" + replacement + "\xF0\x9F\x8C\x8D");
+    EXPECT_EQ(C::U32ToU8(std::u32string{0xD800, U'z', 0x110000, 0xFFFFFFFF}),
+              replacement + "z" + replacement + replacement);
 }
 
 TEST(CharsetCvtTest, EmptyArgumentsAreReportedByTheirRoute) {
@@ -162,6 +181,75 @@ TEST(CharsetCvtLocaleTest, Latin1LocaleConvertsBothWaysAndCaseFoldingFollows) {
     EXPECT_EQ(MaskLineNumbers(console.Text()), InfoLine("U8ToMb", "Convert error: 2"));
 }
 
+TEST(CharsetCvtLocaleTest, LocaleThatCannotBeBuiltRaisesBadLocaleName) {
+    ASSERT_TRUE(platform::SetEnvironmentVariable(L"LC_ALL", L"xx_XX.nowhere"));
+    ASSERT_TRUE(platform::SetEnvironmentVariable(L"LANG", L"xx_XX.nowhere"));
+    for (const auto& convert : {std::function<void()>([] { CharsetCvt::MbToU8("\xFF"); }),
+                                std::function<void()>([] { CharsetCvt::U8ToMb("a"); })}) {
+        std::string message = "no exception";
+        try {
+            convert();
+        } catch (const std::runtime_error& error) {
+            message = error.what();
+        }
+#ifdef _WIN32
+        // Windows takes the user's locale from its own settings: shells may set these
+        // variables, and they change nothing.
+        EXPECT_EQ(message, "no exception");
+#else
+        EXPECT_EQ(message, "bad locale name");
+#endif
+    }
+}
+
+// The Windows build converts through the system's ANSI code page, which Windows (or Wine,
+// from the Unix locale it starts in) fixes for the whole process. The test run names it in
+// ORVIK_TEST_ANSI_CODE_PAGE; tests/CMakeLists.txt starts this test once per code page.
+TEST(CharsetCvtCodePageTest, ConvertsThroughTheAnsiCodePageAndCaseFoldingFollows) {
+    const std::optional<std::wstring> codePage =
+        platform::EnvironmentVariable(L"ORVIK_TEST_ANSI_CODE_PAGE");
+    if (!codePage) {
+        GTEST_SKIP() << "the run names no ANSI code page";
+    }
+    const struct {
+        std::wstring codePage;
+        std::string native;
+        std::string utf8;
+        std::string lowered;          // ToLowerCase(native) in the installed locale, if it is known
+        std::string unrepresentable;  // UTF-8 of a character the code page lacks ...
+        std::string encodedAs;        // ... and what U8ToMb gives for it
+        std::string cut;              // native text that ends inside a character, if any
+    } cases[] = {
+        {L"1252", "\x80\xC4 Gr\xFC\xDF", "\xE2\x82\xAC\xC3\x84 Gr\xC3\xBC\xC3\x9F",
+         "\x80\xE4 gr\xFC\xDF", "\xD0\x96", std::string(1, '\0'), ""},
+        // "あ日本 AB" in Shift-JIS: two bytes a character, no trail byte a letter. What the C
+        // runtime's tables make of a lone lead byte is its own affair.
+        {L"932", "\x82\xA0\x93\xFA\x96\x7B AB", "\xE3\x81\x82\xE6\x97\xA5\xE6\x9C\xAC AB", "",
+         "\xC3\x84", std::string(2, '\0'), "a\x82"},
+    };
+    const auto c = std::find_if(std::begin(cases), std::end(cases),
+                                [&](const auto& c) { return c.codePage == *codePage; });
+    ASSERT_NE(c, std::end(cases)) << "no row for this code page";
+
+    EXPECT_EQ(CharsetCvt::MbToU8(c->native), c->utf8);
+    EXPECT_EQ(CharsetCvt::U8ToMb(c->utf8), c->native);
+    if (!c->lowered.empty()) {
+        EXPECT_EQ(StringUtils::ToLowerCase(c->native), c->lowered)
+            << "the C runtime's locale is the user's";
+    }
+
+    FixedLogTime time;
+    ConsoleCapture console;
+    EXPECT_EQ(CharsetCvt::U8ToMb(c->unrepresentable), c->encodedAs);
+    std::string expected = InfoLine("U8ToMb", "Convert error: 2");
+    if (!c->cut.empty()) {
+        // The decoded part, then one NUL for each byte left.
+        EXPECT_EQ(CharsetCvt::MbToU8(c->cut), std::string("a\0", 2));
+        expected += InfoLine("MbToU8", "Convert error: 1");
+    }
+    EXPECT_EQ(MaskLineNumbers(console.Text()), expected);
+}
+
 TEST(CharsetCvtEnvTest, ReadsUtf8ValuesBelow255Bytes) {
     ConsoleCapture console;
     const std::wstring name = L"ORVIK_CHARSET_TEST";
@@ -185,6 +273,20 @@ TEST(CharsetCvtEnvTest, ReadsUtf8ValuesBelow255Bytes) {
         EXPECT_EQ(CharsetCvt::GetEnv(name, ""), c.kept ? CharsetCvt::WToU8(c.value) : "");
     }
     EXPECT_EQ(console.Text(), "");
+}
+
+TEST(CharsetCvtEnvTest, NamesGoToTheSystemAsTheyAre) {
+    // cmd.exe hands its children the per-drive working directories ("=C:"), and Windows keeps
+    // unpaired surrogates in names. Where the environment is bytes (POSIX) neither can be set.
+    for (const std::wstring& name :
+         {std::wstring(L"=Z:"), std::wstring(L"ORVIK_") + static_cast<wchar_t>(0xD800)}) {
+        SCOPED_TRACE(name.size());
+        const bool set = platform::SetEnvironmentVariable(name, std::wstring(L"Z:\\work"));
+#ifdef _WIN32
+        EXPECT_TRUE(set);
+#endif
+        EXPECT_EQ(CharsetCvt::GetEnv(name, ""), set ? "Z:\\work" : "");
+    }
 }
 
 }  // namespace

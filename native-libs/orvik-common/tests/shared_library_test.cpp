@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <locale>
+#include <string>
 #include <system_error>
 
 #include "common/orvik_common.h"
+#include "support/console_capture.h"
 
 namespace orvik {
 namespace {
@@ -19,6 +22,12 @@ int CountThreads() {
     }
     return error ? -1 : count;
 }
+
+// A facet that only this program has, to recognise its own global locale.
+struct HostMarker : std::locale::facet {
+    static std::locale::id id;
+};
+std::locale::id HostMarker::id;
 
 TEST(SharedLibraryTest, LoadingTheLibraryStartsNoThread) {
     const int threads = CountThreads();
@@ -48,6 +57,20 @@ TEST(SharedLibraryTest, PublishedLogEntrancesWorkAcrossTheLibraryBoundary) {
     Log::GetInstance().DoLog(LOG_LEVEL_WARN, "tag", "host.cpp", 9, "Host::Run", "hello %d", 42);
     EXPECT_EQ(calls, 1);
     EXPECT_GT(TimeUtils::GetTimeMills(), 1600000000000ull);
+}
+
+TEST(SharedLibraryTest, HostAndLibraryShareOneConsoleAndOneGlobalLocale) {
+    {
+        testing::ConsoleCapture console;
+        Log::GetInstance().DoLog(LOG_LEVEL_WARN, "host.cpp", 9, "Host::Run", "to the host");
+        EXPECT_NE(console.Text().find("[WARN][host.cpp:9][Host::Run] to the host\n"),
+                  std::string::npos)
+            << "the library's console lines reach the std::cout that the host redirected";
+    }
+    std::locale::global(std::locale(std::locale::classic(), new HostMarker));
+    CharsetCvt::MbToU8("\xFF");
+    EXPECT_FALSE(std::has_facet<HostMarker>(std::locale()))
+        << "the user's locale replaced the host's global locale";
 }
 
 }  // namespace

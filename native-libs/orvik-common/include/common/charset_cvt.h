@@ -7,17 +7,25 @@
 //
 // Failures:
 //   - the six UTF routes log "Parameter is empty!" (level INFO) for an empty argument and
-//     return an empty string; input they cannot convert (malformed UTF-8, overlong forms,
-//     encoded or unpaired surrogates, values above U+10FFFF) raises
-//     std::range_error("bad conversion");
-//   - MbToU8 and U8ToMb raise std::runtime_error when the user's locale cannot be built, and
-//     std::range_error("bad conversion") when the UTF stage fails.
+//     return an empty string;
+//   - the wide routes (U8ToW, WToU8) raise std::range_error("bad conversion") on input they
+//     cannot convert: malformed UTF-8, overlong forms, encoded or unpaired surrogates, values
+//     above U+10FFFF;
+//   - the 16- and 32-bit routes never raise: they turn such input into U+FFFD, one for each
+//     maximal invalid subsequence, as the Unicode standard recommends (see below);
+//   - MbToU8 and U8ToMb raise std::runtime_error("bad locale name") when the user's locale
+//     cannot be built, and std::range_error("bad conversion") when the UTF stage fails.
 //
 // Thread-safety: no state of its own; safe from any thread, with one process-wide side effect:
 // MbToU8 on text that IsU8 rejects, and U8ToMb on text that IsU8 accepts, install the user's
-// preferred locale (std::locale("")) with std::locale::global on every call. That replaces the
-// C locale of the whole process, stays after the call, and changes every later
-// locale-dependent operation on every thread (the case folding of StringUtils among them).
+// preferred locale on every call. That stays after the call and changes every later
+// locale-dependent operation on every thread (the case folding of StringUtils among them):
+//   - POSIX: std::locale("") (from LC_ALL, LC_* and LANG) becomes the global C++ locale, and
+//     with it the C locale; its encoding is the locale's;
+//   - Windows: the C runtime takes the user's locale (setlocale(LC_ALL, "")) and the global
+//     C++ locale becomes the classic one, the only one the runtime builds there; the encoding
+//     is the system's ANSI code page (1252, 932, ...). LANG and LC_* are not read. A character
+//     the code page cannot represent exactly is a conversion error, never a look-alike.
 #ifndef ORVIK_COMMON_CHARSET_CVT_H
 #define ORVIK_COMMON_CHARSET_CVT_H
 
@@ -44,10 +52,16 @@ public:
     // UTF-8 <=> wide text (UTF-16 with surrogate pairs, or UTF-32, after wchar_t's width).
     static std::wstring U8ToW(const std::string& text);
     static std::string WToU8(const std::wstring& text);
-    // UTF-8 <=> UTF-16, code points above U+FFFF as surrogate pairs.
+    // UTF-8 <=> UTF-16, code points above U+FFFF as surrogate pairs. What is no Unicode
+    // becomes U+FFFD, one per maximal invalid subsequence, instead of raising:
+    //   "a\xC0\x80b"      =>  u"a\uFFFD\uFFFDb"   (C0 starts no sequence, 80 neither)
+    //   "\xE4\xB8"        =>  u"\uFFFD"          (one truncated sequence)
+    //   "\xED\xA0\x80"    =>  u"\uFFFD\uFFFD\uFFFD" (an encoded surrogate)
+    //   u"a\xD800"        =>  "a\xEF\xBF\xBD"    (an unpaired surrogate)
     static std::u16string U8ToU16(const std::string& text);
     static std::string U16ToU8(const std::u16string& text);
-    // UTF-8 <=> code points.
+    // UTF-8 <=> code points, with the same replacement; in U32ToU8 a surrogate or a value
+    // above U+10FFFF becomes one U+FFFD.
     static std::u32string U8ToU32(const std::string& text);
     static std::string U32ToU8(const std::u32string& text);
 

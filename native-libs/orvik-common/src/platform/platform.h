@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <ctime>
 #include <fstream>
+#include <locale>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -85,6 +86,13 @@ void SetTimeSeamForTesting(TimeSeam* seam);
 
 // The number of threads the process has now, or -1 where the system does not tell.
 int ProcessThreadCount();
+
+// True while the process is ending and the library is being unloaded as part of that, after
+// the system has already stopped every other thread: on Windows, once ExitProcess has begun
+// (an explicit FreeLibrary is no such end). A thread stopped that way may have held a lock of
+// the C++ runtime, so objects unloaded then must not be torn down. Always false on POSIX
+// systems, whose threads keep running while static objects are destroyed.
+bool ProcessIsEnding();
 
 // Conditions for tests. They live in <system>/testing.cpp, which only the tests' static archive
 // links: the shipped library has none of them.
@@ -207,7 +215,8 @@ std::string PathTextOfNative(const std::string& native);
 // ---------------------------------------------------------------------------------------------
 // Text conversion
 //
-// Conversions between UTF-8 and the system's wide text, as the system's own calls make them.
+// Conversions between UTF-8 and the system's wide text, as the system's own calls make them,
+// and the encoding of the user's locale.
 // ---------------------------------------------------------------------------------------------
 
 // UTF-8 to wide text and back, of the whole range (embedded NULs included, no terminator
@@ -216,22 +225,53 @@ std::string PathTextOfNative(const std::string& native);
 std::wstring Utf8ToWide(std::string_view text);
 std::string WideToUtf8(std::wstring_view text);
 
+// The multibyte encoding of the user's locale, as InstallUserLocale gives it. Both directions
+// convert up to the first character they cannot convert, leave what they converted in `out`
+// (replacing what it held), and report as std::codecvt does: ok when all of the input was
+// converted, partial when the input ends inside a character, error otherwise. A wide
+// character that the encoding cannot represent exactly is an error, never a look-alike.
+// Thread-safety: const members may be called from several threads at once.
+class UserEncoding {
+public:
+    virtual ~UserEncoding() = default;
+    virtual std::codecvt_base::result Decode(std::string_view bytes, std::wstring& out) const = 0;
+    virtual std::codecvt_base::result Encode(std::wstring_view wide, std::string& out) const = 0;
+    // The most bytes that one wide element can take.
+    virtual int MaxLength() const = 0;
+};
+
+// Installs the user's preferred locale for the whole process, as far as the system lets it be
+// installed, and returns its encoding:
+//   - POSIX: std::locale("") (from LC_ALL, LC_* and LANG) becomes the global C++ locale, and
+//     with it the C locale; the encoding is its std::codecvt<wchar_t, char> facet.
+//   - Windows: the C++ runtime builds no locale but "C" here, so the classic locale becomes
+//     the global C++ locale and the C runtime takes the user's locale (setlocale(LC_ALL, "")),
+//     which its case tables follow; the encoding is the system's ANSI code page. LANG and
+//     LC_* are not read, as Windows knows neither.
+// The change stays after the call and reaches every thread; nothing guards other users of the
+// locale meanwhile. Raises std::runtime_error("bad locale name") when the system cannot build
+// the user's locale.
+std::unique_ptr<UserEncoding> InstallUserLocale();
+
 // ---------------------------------------------------------------------------------------------
 // Environment
 //
 // The process's environment variables, read by their wide names.
 // ---------------------------------------------------------------------------------------------
 
-// The value of the environment variable `name`, or nullopt when it is not set. A name that is
-// empty or holds '=' or a NUL character is never set. Where the system keeps its environment
-// as bytes (POSIX), names and values are UTF-8: a name that is not valid wide text is never
-// set, and each malformed run of bytes in a value becomes one U+FFFD. No length limit.
+// The value of the environment variable `name`, or nullopt when it is not set. A name holding
+// a NUL character is never set. Windows is asked with the name as it is, so names that hold
+// '=' (the per-drive "=C:") or an unpaired surrogate are found when the system keeps them.
+// Where the system keeps its environment as bytes (POSIX), names and values are UTF-8: a name
+// that is empty, holds '=' or is not valid wide text is never set, and each malformed run of
+// bytes in a value becomes one U+FFFD. No length limit.
 std::optional<std::wstring> EnvironmentVariable(const std::wstring& name);
 
 // Sets the variable `name` to `value`, or removes it for nullopt (removing an unset variable
-// succeeds). False when the name is empty or holds '=' or NUL, when `value` holds NUL or is not
-// valid wide text, or when the system refuses. Not safe while another thread reads or writes
-// the environment: for tests and start-up code.
+// succeeds). False when the name holds NUL (on POSIX also when it is empty, holds '=' or is
+// not valid wide text), when `value` holds NUL or is not valid wide text, or when the system
+// refuses. Not safe while another thread reads or writes the environment: for tests and
+// start-up code.
 bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::wstring>& value);
 
 // ---------------------------------------------------------------------------------------------

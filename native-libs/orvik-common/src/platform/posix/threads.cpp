@@ -23,4 +23,8 @@ int ProcessThreadCount() {
     return count;
 }
 
+bool ProcessIsEnding() {
+    return false;
+}
+
 }  // namespace orvik::platform

@@ -11,22 +11,24 @@
 namespace orvik::platform {
 namespace {
 
-// Whether `text` is well-formed UTF-16: the system would store an unpaired surrogate, but the
-// same name or value could not be set where the environment is UTF-8.
+// Whether `text` is well-formed UTF-16: the system would store an unpaired surrogate in a
+// value, but the same value could not be set where the environment is UTF-8.
 bool IsValidWide(const std::wstring& text) {
     std::string narrow;
     return detail::WideToUtf8(text, narrow, detail::Invalid::kFail);
 }
 
-bool IsValidName(const std::wstring& name) {
-    return !name.empty() && name.find_first_of(std::wstring(L"=\0", 2)) == std::wstring::npos &&
-           IsValidWide(name);
+// Names go to the system as they are: it keeps names that no POSIX system could hold, such as
+// the per-drive working directories ("=C:") that cmd.exe hands to its children, and it is the
+// system that judges them. Only a NUL cannot pass, as the system would see a shorter name.
+bool CanPassName(const std::wstring& name) {
+    return name.find(L'\0') == std::wstring::npos;
 }
 
 }  // namespace
 
 std::optional<std::wstring> EnvironmentVariable(const std::wstring& name) {
-    if (!IsValidName(name)) {
+    if (!CanPassName(name)) {
         return std::nullopt;
     }
     // The call reports the size needed, terminator included, when the buffer is too small; the
@@ -52,7 +54,7 @@ std::optional<std::wstring> EnvironmentVariable(const std::wstring& name) {
 }
 
 bool SetEnvironmentVariable(const std::wstring& name, const std::optional<std::wstring>& value) {
-    if (!IsValidName(name)) {
+    if (!CanPassName(name)) {
         return false;
     }
     if (!value) {

@@ -28,4 +28,13 @@ int ProcessThreadCount() {
     return listed && count > 0 ? count : -1;
 }
 
+bool ProcessIsEnding() {
+    // ntdll tells whether the loader is shutting the process down; looked up by name, as the
+    // system's headers do not declare it.
+    using ShutdownInProgress = BOOLEAN(WINAPI*)();
+    static const auto inProgress = reinterpret_cast<ShutdownInProgress>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+    return inProgress != nullptr && inProgress() != 0;
+}
+
 }  // namespace orvik::platform
