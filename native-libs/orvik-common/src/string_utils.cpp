@@ -262,12 +262,16 @@ std::vector<std::string> StringUtils::SplitString(const std::string& text, const
         result.push_back(text);
         return result;
     }
-    // The text with one more separator behind it: every field, the last one included, then
-    // ends in a separator. An occurrence may straddle the text's end and the added separator.
-    std::string work;
-    work.reserve(text.size() + sep.size());
-    work.append(text).append(sep);
-    AppendFieldsBeforeEachSeparator(work, sep, result);
+    // Split as if one more separator stood behind the text, without copying the text: the
+    // fields before each separator inside the text, then the last field, which ends at the
+    // first separator in the rest of the text followed by that added one. It is found there
+    // (an occurrence may straddle the text's end and the added separator), and only that piece
+    // is copied, into the string the result keeps.
+    const size_t rest = AppendFieldsBeforeEachSeparator(text, sep, result);
+    std::string last(text, rest);
+    last.append(sep);
+    last.resize(last.find(sep));
+    result.push_back(std::move(last));
     return result;
 }
 
