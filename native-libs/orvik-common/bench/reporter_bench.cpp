@@ -181,34 +181,26 @@ void RunSpdlog(benchmark::State& state, bool sync, int records) {
     state.SetItemsProcessed(state.iterations() * records);
 }
 
-void BM_Report_ToFile_Orvik(benchmark::State& state) {
-    RunOrvik(state, false, kRecordsUnsynced);
-}
-void BM_Report_ToFile_Spdlog(benchmark::State& state) {
-    RunSpdlog(state, false, kRecordsUnsynced);
-}
-void BM_Report_ToFileSynced_Orvik(benchmark::State& state) {
-    RunOrvik(state, true, kRecordsSynced);
-}
-void BM_Report_ToFileSynced_Spdlog(benchmark::State& state) {
-    RunSpdlog(state, true, kRecordsSynced);
-}
-BENCHMARK(BM_Report_ToFile_Orvik)
-    ->Name("BM_Report_ToFile/orvik/records:10000")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Report_ToFile_Spdlog)
-    ->Name("BM_Report_ToFile/spdlog_async/records:10000")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Report_ToFileSynced_Orvik)
-    ->Name("BM_Report_ToFileSynced/orvik/records:50")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_Report_ToFileSynced_Spdlog)
-    ->Name("BM_Report_ToFileSynced/spdlog_async/records:50")
-    ->UseManualTime()
-    ->Unit(benchmark::kMillisecond);
+// Each pair runs the same number of records per iteration.
+const bool registered = [] {
+    const struct {
+        const char* name;
+        void (*run)(benchmark::State&, bool, int);
+        bool sync;
+        int records;
+    } cases[] = {
+        {"BM_Report_ToFile/orvik/records:10000", RunOrvik, false, kRecordsUnsynced},
+        {"BM_Report_ToFile/spdlog_async/records:10000", RunSpdlog, false, kRecordsUnsynced},
+        {"BM_Report_ToFileSynced/orvik/records:50", RunOrvik, true, kRecordsSynced},
+        {"BM_Report_ToFileSynced/spdlog_async/records:50", RunSpdlog, true, kRecordsSynced},
+    };
+    for (const auto& c : cases) {
+        benchmark::RegisterBenchmark(c.name, c.run, c.sync, c.records)
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
+    }
+    return true;
+}();
 
 }  // namespace
 
