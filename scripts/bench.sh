@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
-# Builds and runs every benchmark, each with its peer library side by side in one binary.
-# Installs the peers (Boost.Asio, Abseil, nlohmann::json) from Debian's packages when missing.
+# Builds and runs every benchmark, each with its peer library side by side in one binary, and
+# ends with one table of ours/peer ratios from this run (medians of the repetitions; above 1.00
+# means ours is ahead). Installs the peers (Boost.Asio, Abseil, nlohmann::json, spdlog) from
+# Debian's packages when missing.
 #
 #   bash scripts/bench.sh                 all benchmarks
 #   bash scripts/bench.sh thread_pool     only the binaries whose name contains the word
+#   BENCH_REPETITIONS=9 bash scripts/bench.sh   more repetitions (default 5)
 set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -12,7 +15,7 @@ jobs=$(nproc 2>/dev/null || echo 2)
 filter=${1:-}
 
 bash "$root/scripts/install-deps.sh"
-peers=(libboost-dev libabsl-dev nlohmann-json3-dev)
+peers=(libboost-dev libabsl-dev nlohmann-json3-dev libspdlog-dev python3)
 missing=()
 for package in "${peers[@]}"; do
     dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
@@ -30,8 +33,18 @@ cmake --build "$build" -j "$jobs"
 # Keep large result buffers on the heap: otherwise each fresh multi-megabyte vector is mapped anew
 # and its page faults swamp whichever side of a comparison happens to meet them.
 export GLIBC_TUNABLES=${GLIBC_TUNABLES:-glibc.malloc.mmap_threshold=4194304:glibc.malloc.trim_threshold=16777216}
+repetitions=${BENCH_REPETITIONS:-5}
+results="$build/results"
+rm -rf "$results"
+mkdir -p "$results"
 for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
-    case "$(basename "$binary")" in *"$filter"*) ;; *) continue ;; esac
-    echo "== $(basename "$binary")"
-    "$binary" --benchmark_counters_tabular=true
+    name=$(basename "$binary")
+    case "$name" in *"$filter"*) ;; *) continue ;; esac
+    echo "== $name"
+    "$binary" --benchmark_counters_tabular=true --benchmark_repetitions="$repetitions" \
+        --benchmark_report_aggregates_only=true \
+        --benchmark_out="$results/$name.json" --benchmark_out_format=json
 done
+echo
+echo "== ours/peer, $repetitions repetitions, load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"
+python3 "$root/scripts/bench-ratios.py" "$results"

@@ -54,7 +54,7 @@ void BM_Path_ParseAndStr(benchmark::State& state) {
     }
     Label(state);
 }
-BENCHMARK(BM_Path_ParseAndStr)->DenseRange(0, 3);
+BENCHMARK(BM_Path_ParseAndStr)->Name("BM_Path_ParseAndString/orvik")->DenseRange(0, 3);
 
 void BM_StdFilesystem_ConstructAndString(benchmark::State& state) {
     const Input input = InputFor(static_cast<int>(state.range(0)));
@@ -65,7 +65,9 @@ void BM_StdFilesystem_ConstructAndString(benchmark::State& state) {
     }
     Label(state);
 }
-BENCHMARK(BM_StdFilesystem_ConstructAndString)->DenseRange(0, 3);
+BENCHMARK(BM_StdFilesystem_ConstructAndString)
+    ->Name("BM_Path_ParseAndString/std_filesystem")
+    ->DenseRange(0, 3);
 
 }  // namespace
 

@@ -68,11 +68,14 @@ void BM_Split_AbslStrSplitMaxSplits1_10000Fields(benchmark::State& state) {
         return std::vector<std::string>(absl::StrSplit(text, absl::MaxSplits(",", 1)));
     });
 }
-BENCHMARK(BM_Split_SplitString_10000Fields);
-BENCHMARK(BM_Split_SplitAllByString_10000Fields);
-BENCHMARK(BM_Split_AbslStrSplit_10000Fields);
-BENCHMARK(BM_Split_SplitFirstByString_10000Fields);
-BENCHMARK(BM_Split_AbslStrSplitMaxSplits1_10000Fields);
+BENCHMARK(BM_Split_SplitString_10000Fields)->Name("BM_Split_All/orvik_SplitString/fields:10000");
+BENCHMARK(BM_Split_SplitAllByString_10000Fields)
+    ->Name("BM_Split_All/orvik_SplitAllByString/fields:10000");
+BENCHMARK(BM_Split_AbslStrSplit_10000Fields)->Name("BM_Split_All/absl_StrSplit/fields:10000");
+BENCHMARK(BM_Split_SplitFirstByString_10000Fields)
+    ->Name("BM_Split_First/orvik_SplitFirstByString/fields:10000");
+BENCHMARK(BM_Split_AbslStrSplitMaxSplits1_10000Fields)
+    ->Name("BM_Split_First/absl_StrSplit_MaxSplits1/fields:10000");
 
 // A flat object of 10 fields as a report would carry: six texts, three integers, one bool. The
 // texts exist before the loop on both sides, so only building and writing are measured.
@@ -117,8 +120,8 @@ void BM_Json_NlohmannJson_Flat10Fields(benchmark::State& state) {
     }
     state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_Json_JsonObject_Flat10Fields);
-BENCHMARK(BM_Json_NlohmannJson_Flat10Fields);
+BENCHMARK(BM_Json_JsonObject_Flat10Fields)->Name("BM_Json_Flat10Fields/orvik_JsonObject");
+BENCHMARK(BM_Json_NlohmannJson_Flat10Fields)->Name("BM_Json_Flat10Fields/nlohmann_json");
 
 }  // namespace
 

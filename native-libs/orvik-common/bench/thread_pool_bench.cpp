@@ -48,6 +48,7 @@ void BM_Pool_TrivialTasks_Orvik(benchmark::State& state) {
     });
 }
 BENCHMARK(BM_Pool_TrivialTasks_Orvik)
+    ->Name("BM_Pool_TrivialTasks/orvik")
     ->ArgName("threads")
     ->Arg(1)
     ->Arg(2)
@@ -64,6 +65,7 @@ void BM_Pool_TrivialTasks_Asio(benchmark::State& state) {
     });
 }
 BENCHMARK(BM_Pool_TrivialTasks_Asio)
+    ->Name("BM_Pool_TrivialTasks/asio")
     ->ArgName("threads")
     ->Arg(1)
     ->Arg(2)
@@ -92,7 +94,10 @@ void BM_Pool_SubmitToStart_Orvik(benchmark::State& state) {
     MeasureSubmitToStart(state, [&pool](std::function<void()> task) { pool->SubmitTask(task); });
     pool->Shutdown(orvik::ThreadPool::SHUTDOWN_AFTER_DRAIN);
 }
-BENCHMARK(BM_Pool_SubmitToStart_Orvik)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Pool_SubmitToStart_Orvik)
+    ->Name("BM_Pool_SubmitToStart/orvik")
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
 
 void BM_Pool_SubmitToStart_Asio(benchmark::State& state) {
     boost::asio::thread_pool pool(1);
@@ -100,7 +105,10 @@ void BM_Pool_SubmitToStart_Asio(benchmark::State& state) {
         state, [&pool](std::function<void()> task) { boost::asio::post(pool, std::move(task)); });
     pool.join();
 }
-BENCHMARK(BM_Pool_SubmitToStart_Asio)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_Pool_SubmitToStart_Asio)
+    ->Name("BM_Pool_SubmitToStart/asio")
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond);
 
 // 1,000,000 items pushed by one thread and popped by another, both waiting without limit, on a
 // queue of state.range(0) items (0 for the default, unbounded queue).

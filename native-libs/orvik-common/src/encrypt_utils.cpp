@@ -1,9 +1,9 @@
 #include "common/encrypt_utils.h"
 
-#include <openssl/evp.h>
 #include <openssl/rand.h>
 #include <openssl/sha.h>
 
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -18,17 +18,65 @@ constexpr char kRandomStringTable[] =
 constexpr size_t kRandomStringTableSize = sizeof kRandomStringTable - 1;
 static_assert(kRandomStringTableSize == 72, "ten digits, 26 letters, twice");
 
+// The size of the Base64 text of `length` bytes with its NUL, for lengths where that cannot
+// overflow (every int does not).
+constexpr size_t EncodedSize(size_t length) {
+    return (length + 2) / 3 * 4 + 1;
+}
+
+constexpr char kBase64Alphabet[] =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// The two characters of every 12-bit value, so that a group of three bytes takes two lookups.
+struct Base64Pairs {
+    char text[4096][2];
+};
+constexpr Base64Pairs MakeBase64Pairs() {
+    Base64Pairs pairs{};
+    for (unsigned value = 0; value < 4096; ++value) {
+        pairs.text[value][0] = kBase64Alphabet[value >> 6];
+        pairs.text[value][1] = kBase64Alphabet[value & 63];
+    }
+    return pairs;
+}
+constexpr Base64Pairs kBase64Pairs = MakeBase64Pairs();
+
+// The standard alphabet, "=" padding, no line breaks, then a NUL: the text EVP_EncodeBlock
+// writes, made here because a call of EVP_EncodeBlock costs more on short inputs than the
+// whole encoding (it picks its alphabet and converts byte by byte). Returns the number of
+// characters before the NUL. `dst` holds EncodedSize(length) bytes.
+size_t EncodeBase64(unsigned char* dst, const unsigned char* src, size_t length) {
+    unsigned char* out = dst;
+    size_t at = 0;
+    for (; length - at >= 3; at += 3, out += 4) {
+        const unsigned group = static_cast<unsigned>(src[at]) << 16 |
+                               static_cast<unsigned>(src[at + 1]) << 8 | src[at + 2];
+        std::memcpy(out, kBase64Pairs.text[group >> 12], 2);
+        std::memcpy(out + 2, kBase64Pairs.text[group & 0xFFF], 2);
+    }
+    if (at < length) {
+        const bool two = length - at == 2;
+        const unsigned group = static_cast<unsigned>(src[at]) << 16 |
+                               (two ? static_cast<unsigned>(src[at + 1]) << 8 : 0U);
+        std::memcpy(out, kBase64Pairs.text[group >> 12], 2);
+        out[2] = two ? static_cast<unsigned char>(kBase64Alphabet[group >> 6 & 63]) : '=';
+        out[3] = '=';
+        out += 4;
+    }
+    *out = '\0';
+    return static_cast<size_t>(out - dst);
+}
+
 }  // namespace
 
 EncryptUtils& EncryptUtils::operator=(const EncryptUtils&) noexcept = default;
 EncryptUtils& EncryptUtils::operator=(EncryptUtils&&) noexcept = default;
 
 size_t EncryptUtils::Base64(unsigned char* dst, size_t dstLen, unsigned char* src, int srcLen) {
-    if (srcLen < 0 || dstLen < Base64EncodeOutLen(src, static_cast<size_t>(srcLen))) {
+    if (srcLen < 0 || dstLen < EncodedSize(static_cast<size_t>(srcLen))) {
         return 0;
     }
-    // The count is an int; it is widened with its sign, as the caller of the int would see it.
-    return static_cast<size_t>(static_cast<long long>(EVP_EncodeBlock(dst, src, srcLen)));
+    return EncodeBase64(dst, src, static_cast<size_t>(srcLen));
 }
 
 size_t EncryptUtils::Base64EncodeOutLen(const unsigned char*, size_t srcLen) {
@@ -36,11 +84,10 @@ size_t EncryptUtils::Base64EncodeOutLen(const unsigned char*, size_t srcLen) {
     if (srcLen > kMax - 2) {
         return 0;
     }
-    const size_t groups = (srcLen + 2) / 3;
-    if (groups > (kMax - 1) / 4) {
+    if ((srcLen + 2) / 3 > (kMax - 1) / 4) {
         return 0;
     }
-    return groups * 4 + 1;
+    return EncodedSize(srcLen);
 }
 
 int EncryptUtils::RandomByte(unsigned char* buf, int len) {

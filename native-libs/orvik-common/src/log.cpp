@@ -1,16 +1,21 @@
 #include "common/log.h"
 
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <iostream>
 #include <new>
+#include <typeinfo>
 
 #include "platform/platform.h"
 
 namespace orvik {
 namespace {
 
+// A line is built in this many bytes: 2047 is the greatest line length.
 constexpr std::size_t kLineBufferSize = 2048;
+// Room for the longest console prefix, "OV_LOG:[ERROR]", and the newline behind the line.
+constexpr std::size_t kConsoleRoom = 16;
 
 const char* LogLevelName(LOG_LEVEL level) {
     switch (level) {
@@ -60,13 +65,8 @@ const char* BaseFileName(const char* file) {
     if (file == nullptr) {
         return nullptr;
     }
-    const char* base = file;
-    for (const char* p = file; *p != '\0'; ++p) {
-        if (*p == '\\') {
-            base = p + 1;
-        }
-    }
-    return base;
+    const char* lastBackslash = std::strrchr(file, '\\');
+    return lastBackslash != nullptr ? lastBackslash + 1 : file;
 }
 
 void WriteLogToConsole(LOG_LEVEL level, const char* text) {
@@ -74,17 +74,21 @@ void WriteLogToConsole(LOG_LEVEL level, const char* text) {
     if (prefix == nullptr) {
         return;
     }
-    std::cout << prefix << text << std::endl;
-}
-
-// Appends one step's text at `used`. The step may write at most one byte less than the room
-// left; a step that does not fit or fails adds nothing, so the next one overwrites it.
-bool AppendStep(std::size_t& used, int written) {
-    if (written < 0 || static_cast<std::size_t>(written) >= kLineBufferSize - used) {
-        return false;
+    // Prefix, line and newline leave in one insertion and one flush: each insertion into the
+    // stream costs a sentry and a trip through the stream buffer.
+    char console[kConsoleRoom + kLineBufferSize];
+    const std::size_t prefixLength = std::strlen(prefix);
+    const std::size_t textLength = std::strlen(text);
+    if (prefixLength + textLength + 1 > sizeof console) {
+        // Only a finished line of the text form or of a host's Logger can be this long.
+        std::cout << prefix << text << std::endl;
+        return;
     }
-    used += static_cast<std::size_t>(written);
-    return true;
+    std::memcpy(console, prefix, prefixLength);
+    std::memcpy(console + prefixLength, text, textLength);
+    console[prefixLength + textLength] = '\n';
+    std::cout.write(console, static_cast<std::streamsize>(prefixLength + textLength + 1));
+    std::cout.flush();
 }
 
 // printf's "%s" of a null pointer is undefined in the standard; the line shows "(null)".
@@ -92,31 +96,107 @@ const char* OrNullText(const char* text) {
     return text != nullptr ? text : "(null)";
 }
 
-void FormatLogLine(LOG_LEVEL level, std::string& out, const char* file, int line, const char* func,
-                   const char* fmt, va_list args) {
-    char buffer[kLineBufferSize] = {};
-    std::size_t used = 0;
+// Writes the decimal text of `value` at `out`, as printf's "%d" and "%ld" would, and returns
+// its length (at most 20).
+std::size_t WriteDecimal(long long value, char* out) {
+    char digits[20];
+    std::size_t count = 0;
+    unsigned long long magnitude = value < 0 ? 0ULL - static_cast<unsigned long long>(value)
+                                             : static_cast<unsigned long long>(value);
+    do {
+        digits[count++] = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    std::size_t length = 0;
+    if (value < 0) {
+        out[length++] = '-';
+    }
+    while (count > 0) {
+        out[length++] = digits[--count];
+    }
+    return length;
+}
 
+std::size_t Append(char* out, const char* text, std::size_t length) {
+    std::memcpy(out, text, length);
+    return length;
+}
+
+// The local date-time text of one second, "%Y-%m-%d %H:%M:%S", kept per thread so that the
+// calendar conversion and strftime run at most once per second on each logging thread. The
+// key is the wall clock's second, so the time seam of the tests reaches it as before.
+struct SecondText {
+    bool valid;
+    long long second;
+    std::size_t length;
+    char text[30];
+};
+thread_local SecondText lastSecond{};
+
+// Writes the date-time text of `seconds` at `out` and returns its length (at most 29). The
+// text is empty when the system cannot represent the time.
+std::size_t WriteDateTime(long long seconds, char* out) {
+    SecondText& cached = lastSecond;
+    if (!cached.valid || cached.second != seconds) {
+        char text[sizeof cached.text] = {};
+        std::tm calendar{};
+        if (!platform::LocalCalendarTime(seconds, calendar) ||
+            std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &calendar) == 0) {
+            text[0] = '\0';
+        }
+        cached.length = std::strlen(text);
+        std::memcpy(cached.text, text, cached.length);
+        cached.second = seconds;
+        cached.valid = true;
+    }
+    return Append(out, cached.text, cached.length);
+}
+
+// Builds the standard line into `buffer` and returns its length; 0 when the line would be
+// longer than 2047 bytes or the format fails, and `buffer` then holds the empty line. The
+// steps are those of the printf calls the line is defined by: "[%s.%ld]" with the date-time
+// and the milliseconds, "[%s][%s:%d][%s] " with level, file, line and function, then the
+// caller's format. A step that does not fit into the room left adds nothing, so the next one
+// starts where it would have started.
+std::size_t FormatLogLine(LOG_LEVEL level, char (&buffer)[kLineBufferSize], const char* file,
+                          int line, const char* func, const char* fmt, va_list args) {
+    buffer[0] = '\0';
+    if (fmt == nullptr) {
+        return 0;
+    }
     const auto sinceEpoch = platform::WallClockNow().time_since_epoch();
     const long long millisSinceEpoch =
         std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
-    const long long seconds = millisSinceEpoch / 1000;
-    const long milliseconds = static_cast<long>(millisSinceEpoch % 1000);
 
-    char timeText[30] = {};
-    std::tm calendar{};
-    if (platform::LocalCalendarTime(seconds, calendar)) {
-        std::strftime(timeText, sizeof timeText, "%Y-%m-%d %H:%M:%S", &calendar);
+    // "[%s.%ld]": at most 36 bytes, so it always fits.
+    std::size_t used = 0;
+    buffer[used++] = '[';
+    used += WriteDateTime(millisSinceEpoch / 1000, buffer + used);
+    buffer[used++] = '.';
+    used += WriteDecimal(millisSinceEpoch % 1000, buffer + used);
+    buffer[used++] = ']';
+
+    // "[%s][%s:%d][%s] "
+    const char* levelName = LogLevelName(level);
+    const char* fileName = OrNullText(BaseFileName(file));
+    const char* funcName = OrNullText(func);
+    char lineText[20];
+    const std::size_t levelLength = std::strlen(levelName);
+    const std::size_t fileLength = std::strlen(fileName);
+    const std::size_t funcLength = std::strlen(funcName);
+    const std::size_t lineLength = WriteDecimal(line, lineText);
+    if (levelLength + fileLength + funcLength + lineLength + 8 < kLineBufferSize - used) {
+        buffer[used++] = '[';
+        used += Append(buffer + used, levelName, levelLength);
+        used += Append(buffer + used, "][", 2);
+        used += Append(buffer + used, fileName, fileLength);
+        buffer[used++] = ':';
+        used += Append(buffer + used, lineText, lineLength);
+        used += Append(buffer + used, "][", 2);
+        used += Append(buffer + used, funcName, funcLength);
+        used += Append(buffer + used, "] ", 2);
     }
 
-    AppendStep(used, std::snprintf(buffer + used, kLineBufferSize - used, "[%s.%ld]", timeText,
-                                   milliseconds));
-    AppendStep(used, std::snprintf(buffer + used, kLineBufferSize - used, "[%s][%s:%d][%s] ",
-                                   LogLevelName(level), OrNullText(BaseFileName(file)), line,
-                                   OrNullText(func)));
-    if (fmt == nullptr) {
-        return;
-    }
 #if defined(__GNUC__) || defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -125,9 +205,52 @@ void FormatLogLine(LOG_LEVEL level, std::string& out, const char* file, int line
 #if defined(__GNUC__) || defined(__clang__)
 #pragma GCC diagnostic pop
 #endif
-    if (AppendStep(used, written)) {
-        out.assign(buffer);
+    if (written < 0 || static_cast<std::size_t>(written) >= kLineBufferSize - used) {
+        buffer[0] = '\0';
+        return 0;
     }
+    return used + static_cast<std::size_t>(written);
+}
+
+#if defined(_MSC_VER) && !defined(__clang__)
+#define ORVIK_NOINLINE __declspec(noinline)
+#else
+#define ORVIK_NOINLINE __attribute__((noinline))
+#endif
+
+// The text of one line as `logger` makes it. The standard formatter writes straight into a
+// buffer on the stack, so a line costs no allocation; a host's formatter fills a string, as
+// its VFormat requires. A line that failed is the empty text.
+class FormattedLine {
+public:
+    FormattedLine(Logger& logger, LOG_LEVEL level, const char* file, int line, const char* func,
+                  const char* fmt, va_list args) {
+        if (typeid(logger) == typeid(Logger)) {
+            FormatLogLine(level, buffer_, file, line, func, fmt, args);
+            text_ = buffer_;
+        } else {
+            logger.VFormat(level, hostText_, file, line, func, fmt, args);
+            text_ = hostText_.c_str();
+        }
+    }
+    FormattedLine(const FormattedLine&) = delete;
+    FormattedLine& operator=(const FormattedLine&) = delete;
+
+    const char* CStr() const { return text_; }
+
+private:
+    char buffer_[kLineBufferSize];
+    std::string hostText_;
+    const char* text_;
+};
+
+// The plain form's work behind the gate, kept out of line so that the gate itself runs in a
+// small frame: a message stopped there pays for the compares and nothing of the line.
+ORVIK_NOINLINE void FormatAndDeliver(LogSink sink, Logger& logger, LOG_LEVEL level,
+                                     const char* file, int line, const char* func, const char* fmt,
+                                     va_list args) {
+    const FormattedLine text(logger, level, file, line, func, fmt, args);
+    sink(level, text.CStr());
 }
 
 }  // namespace
@@ -136,8 +259,19 @@ void FormatLogLine(LOG_LEVEL level, std::string& out, const char* file, int line
 // construction that the first use of Log gave it. The Log object itself is never destroyed.
 class LogTeardown {
 public:
+    // Builds the instance in storage that is never released: singletons of other families log
+    // from their destructors at unload, and their order against Log's follows first use.
+    static Log* CreateInstance() {
+        alignas(Log) static unsigned char storage[sizeof(Log)];
+        Log* const log = new (storage) Log();
+        static LogTeardown teardown(*log);
+        return log;
+    }
+
     explicit LogTeardown(Log& log) : log_(log) {}
     ~LogTeardown() { log_.ReleaseLoggerAtUnload(); }
+    LogTeardown(const LogTeardown&) = delete;
+    LogTeardown& operator=(const LogTeardown&) = delete;
 
 private:
     Log& log_;
@@ -147,7 +281,11 @@ Logger::~Logger() = default;
 
 void Logger::VFormat(LOG_LEVEL level, std::string& out, const char* file, int line,
                      const char* func, const char* fmt, va_list args) {
-    FormatLogLine(level, out, file, line, func, fmt, args);
+    char buffer[kLineBufferSize];
+    const std::size_t length = FormatLogLine(level, buffer, file, line, func, fmt, args);
+    if (length != 0) {
+        out.assign(buffer, length);
+    }
 }
 
 Log::Log()
@@ -160,11 +298,8 @@ Log::Log()
 Log::~Log() = default;
 
 Log& Log::GetInstance() {
-    // The instance lives in storage that is never released: singletons of other families log
-    // from their destructors at unload, and their order against Log's follows first use.
-    alignas(Log) static unsigned char storage[sizeof(Log)];
-    static Log* const instance = new (storage) Log();
-    static LogTeardown teardown(*instance);
+    // One guard on the path every log call takes; the teardown is arranged inside it, once.
+    static Log* const instance = LogTeardown::CreateInstance();
     return *instance;
 }
 
@@ -178,12 +313,10 @@ void Log::DoLog(LOG_LEVEL messageLevel, const char* file, int line, const char* 
         messageLevel > level.load(std::memory_order_relaxed)) {
         return;
     }
-    std::string out;
     va_list args;
     va_start(args, fmt);
-    logger->VFormat(messageLevel, out, file, line, func, fmt, args);
+    FormatAndDeliver(sink, *logger, messageLevel, file, line, func, fmt, args);
     va_end(args);
-    sink(messageLevel, out.c_str());
 }
 
 void Log::DoLog(LOG_LEVEL messageLevel, const char* tag, const char* file, int line,
@@ -193,16 +326,15 @@ void Log::DoLog(LOG_LEVEL messageLevel, const char* tag, const char* file, int l
     if (!passesGate && hostCallback == nullptr) {
         return;
     }
-    std::string out;
     va_list args;
     va_start(args, fmt);
-    logger->VFormat(messageLevel, out, file, line, func, fmt, args);
+    const FormattedLine text(*logger, messageLevel, file, line, func, fmt, args);
     va_end(args);
     if (hostCallback != nullptr) {
-        hostCallback(HostLogLevel(messageLevel), tag, out.c_str());
+        hostCallback(HostLogLevel(messageLevel), tag, text.CStr());
     }
     if (passesGate && enabled.load(std::memory_order_relaxed)) {
-        sink(messageLevel, out.c_str());
+        sink(messageLevel, text.CStr());
     }
 }
 
@@ -243,15 +375,15 @@ void OvLog(LOG_LEVEL level, LogTextSink sink, LogLevelGetter getLevel, const cha
     if (level > threshold) {
         return;
     }
-    std::string out;
+    char buffer[kLineBufferSize];
     va_list args;
     va_start(args, fmt);
-    FormatLogLine(level, out, file, line, func, fmt, args);
+    FormatLogLine(level, buffer, file, line, func, fmt, args);
     va_end(args);
     if (sink != nullptr) {
-        sink(out.c_str());
+        sink(buffer);
     } else {
-        Log::GetInstance().DoLog(level, out.c_str());
+        Log::GetInstance().DoLog(level, buffer);
     }
 }
 

@@ -70,18 +70,28 @@ size_t FindSeparator(std::string_view text, std::string_view sep, size_t from) {
     return sep.size() == 1 ? text.find(sep[0], from) : text.find(sep, from);
 }
 
+// The occurrences of the non-empty `sep` in `text`, taken from left to right without overlap.
+// A one-byte separator is counted in one pass over the bytes rather than one search per field,
+// which for short fields costs more than the counting itself.
+size_t CountSeparators(std::string_view text, std::string_view sep) {
+    if (sep.size() == 1) {
+        return static_cast<size_t>(std::count(text.begin(), text.end(), sep[0]));
+    }
+    size_t count = 0;
+    for (size_t at = text.find(sep); at != std::string_view::npos;
+         at = text.find(sep, at + sep.size())) {
+        ++count;
+    }
+    return count;
+}
+
 // Appends the piece of `text` in front of each occurrence of the non-empty `sep`, taken from
 // left to right without overlap, and returns the position behind the last occurrence (0 if
 // there is none). The occurrences are counted first so that the vector is allocated once:
 // growing it step by step would move every field again on each step.
 size_t AppendFieldsBeforeEachSeparator(std::string_view text, std::string_view sep,
                                        std::vector<std::string>& fields) {
-    size_t count = 0;
-    for (size_t at = FindSeparator(text, sep, 0); at != std::string_view::npos;
-         at = FindSeparator(text, sep, at + sep.size())) {
-        ++count;
-    }
-    fields.reserve(fields.size() + count + 1);
+    fields.reserve(fields.size() + CountSeparators(text, sep) + 1);
     size_t position = 0;
     for (size_t found; (found = FindSeparator(text, sep, position)) != std::string_view::npos;
          position = found + sep.size()) {
@@ -262,12 +272,16 @@ std::vector<std::string> StringUtils::SplitString(const std::string& text, const
         result.push_back(text);
         return result;
     }
-    // The text with one more separator behind it: every field, the last one included, then
-    // ends in a separator. An occurrence may straddle the text's end and the added separator.
-    std::string work;
-    work.reserve(text.size() + sep.size());
-    work.append(text).append(sep);
-    AppendFieldsBeforeEachSeparator(work, sep, result);
+    // Split as if one more separator stood behind the text, without copying the text: the
+    // fields before each separator inside the text, then the last field, which ends at the
+    // first separator in the rest of the text followed by that added one. It is found there
+    // (an occurrence may straddle the text's end and the added separator), and only that piece
+    // is copied, into the string the result keeps.
+    const size_t rest = AppendFieldsBeforeEachSeparator(text, sep, result);
+    std::string last(text, rest);
+    last.append(sep);
+    last.resize(last.find(sep));
+    result.push_back(std::move(last));
     return result;
 }
 

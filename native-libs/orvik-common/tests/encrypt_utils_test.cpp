@@ -1,6 +1,7 @@
 #include "common/encrypt_utils.h"
 
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
 
 #include <cstring>
 #include <iterator>
@@ -37,6 +38,28 @@ TEST(EncryptUtilsTest, Base64EncodesTheStandardVectorsIntoExactlyTheSizeItAsksFo
         EXPECT_EQ(EncryptUtils::Base64(untouched.data(), needed - 1, Bytes(input), size), 0u);
         EXPECT_EQ(EncryptUtils::Base64(untouched.data(), needed, Bytes(input), -1), 0u);
         EXPECT_EQ(untouched, std::vector<unsigned char>(needed, '#'));
+    }
+}
+
+// Every byte value in each of the three places of a group, at every length up to 256, gives
+// libcrypto's text and count.
+TEST(EncryptUtilsTest, Base64AgreesWithLibcryptoOnEveryByteAndLength) {
+    std::vector<unsigned char> bytes(256);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(i);
+    }
+    std::vector<unsigned char> ours(EncryptUtils::Base64EncodeOutLen(nullptr, bytes.size()));
+    std::vector<unsigned char> theirs(ours.size());
+    for (size_t offset = 0; offset < 3; ++offset) {
+        for (size_t length = 0; offset + length <= bytes.size(); ++length) {
+            const int size = static_cast<int>(length);
+            const int expected = EVP_EncodeBlock(theirs.data(), bytes.data() + offset, size);
+            ASSERT_EQ(EncryptUtils::Base64(ours.data(), ours.size(), bytes.data() + offset, size),
+                      static_cast<size_t>(expected))
+                << "offset " << offset << ", length " << length;
+            ASSERT_EQ(std::memcmp(ours.data(), theirs.data(), static_cast<size_t>(expected) + 1), 0)
+                << "offset " << offset << ", length " << length;
+        }
     }
 }
 

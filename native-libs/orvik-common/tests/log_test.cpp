@@ -61,21 +61,26 @@ TEST_F(LogTest, WorkedExampleReachesConsoleAndTheFirstCallbackByteForByte) {
     EXPECT_EQ(calls, Lines{"4|host-tag|" + line});
 }
 
+// The date-time text follows the clock from line to line, into the next second and back.
 TEST_F(LogTest, MillisecondsAreUnpaddedAndTheFileIsCutAtTheLastBackslash) {
     const std::int64_t second = FakeClock::LocalMillis(2024, 7, 22, 19, 58, 48, 0);
-    const std::tuple<int, const char*, const char*> cases[] = {
-        {0, nullptr, "(null)"},
-        {45, "a\\b\\c", "c"},
-        {120, "a/b/c", "a/b/c"},
-        {999, "x\\", ""},
+    const std::int64_t lastOfYear = FakeClock::LocalMillis(2024, 12, 31, 23, 59, 59, 0);
+    const std::tuple<std::int64_t, const char*, const char*, const char*> cases[] = {
+        {second, nullptr, "(null)", "2024-07-22 19:58:48.0"},
+        {second + 45, "a\\b\\c", "c", "2024-07-22 19:58:48.45"},
+        {second + 120, "a/b/c", "a/b/c", "2024-07-22 19:58:48.120"},
+        {second + 999, "x\\", "", "2024-07-22 19:58:48.999"},
+        {second + 1007, "f", "f", "2024-07-22 19:58:49.7"},
+        {second + 7, "f", "f", "2024-07-22 19:58:48.7"},
+        {lastOfYear + 999, "f", "f", "2024-12-31 23:59:59.999"},
+        {lastOfYear + 1000, "f", "f", "2025-01-01 00:00:00.0"},
     };
-    for (const auto& [millis, file, shown] : cases) {
-        SCOPED_TRACE(millis);
-        clock_.Set(FakeClock::AtMillis(second + millis));
+    for (const auto& [millis, file, shown, time] : cases) {
+        SCOPED_TRACE(time);
+        clock_.Set(FakeClock::AtMillis(millis));
         sunk.clear();
         OvLog(LOG_LEVEL_INFO, kSink, nullptr, file, 1, nullptr, "m");
-        EXPECT_EQ(sunk, Lines{"[2024-07-22 19:58:48." + std::to_string(millis) + "][INFO][" +
-                              shown + ":1][(null)] m"});
+        EXPECT_EQ(sunk, Lines{"[" + std::string(time) + "][INFO][" + shown + ":1][(null)] m"});
     }
 }
 
@@ -126,6 +131,11 @@ TEST_F(LogTest, SwitchGateAndCallbackDecideWhoReceivesEachEntrance) {
     log.SetLogEnabled(true);
     log.DoLog(LOG_LEVEL_ERROR, "finished line");
     EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]finished line\n");
+    // A finished line has no length limit of its own.
+    console.Clear();
+    const std::string longLine(5000, 'y');
+    log.DoLog(LOG_LEVEL_ERROR, longLine.c_str());
+    EXPECT_EQ(console.Text(), "OV_LOG:[ERROR]" + longLine + "\n");
 }
 
 // Writes the bare format, so its lines show where it was used.
