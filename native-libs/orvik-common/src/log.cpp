@@ -7,6 +7,7 @@
 #include <new>
 #include <typeinfo>
 
+#include "never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -255,26 +256,17 @@ ORVIK_NOINLINE void FormatAndDeliver(LogSink sink, Logger& logger, LOG_LEVEL lev
 
 }  // namespace
 
-// Destroys the formatter when the library unloads, at the place in the reverse order of
-// construction that the first use of Log gave it. The Log object itself is never destroyed.
+// Builds the instance, never destroyed: singletons of other families log from their unload
+// work, and threads may still log while the process exits. Where the exit sequence would
+// destroy Log, the unload hook releases a formatter that the host installed.
 class LogTeardown {
 public:
-    // Builds the instance in storage that is never released: singletons of other families log
-    // from their destructors at unload, and their order against Log's follows first use.
     static Log* CreateInstance() {
-        alignas(Log) static unsigned char storage[sizeof(Log)];
-        Log* const log = new (storage) Log();
-        static LogTeardown teardown(*log);
-        return log;
+        static detail::NeverDestroyed<Log> log(detail::kBuildInPlace,
+                                               [](void* where) { new (where) Log(); });
+        static detail::UnloadHook teardown([] { log->ReleaseLoggerAtUnload(); });
+        return log.get();
     }
-
-    explicit LogTeardown(Log& log) : log_(log) {}
-    ~LogTeardown() { log_.ReleaseLoggerAtUnload(); }
-    LogTeardown(const LogTeardown&) = delete;
-    LogTeardown& operator=(const LogTeardown&) = delete;
-
-private:
-    Log& log_;
 };
 
 Logger::~Logger() = default;
@@ -304,7 +296,12 @@ Log& Log::GetInstance() {
 }
 
 void Log::ReleaseLoggerAtUnload() {
-    logger.reset(new Logger());
+    // The library's own formatter owns nothing and stays, so that a thread still logging while
+    // the process exits never meets a destroyed one. A host's formatter is destroyed, as the
+    // destructor would, and the library's takes its place.
+    if (typeid(*logger) != typeid(Logger)) {
+        logger.reset(new Logger());
+    }
 }
 
 void Log::DoLog(LOG_LEVEL messageLevel, const char* file, int line, const char* func,

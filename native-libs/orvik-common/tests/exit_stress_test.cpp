@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -109,8 +110,12 @@ public:
 
 TEST(ExitStressTest, ProcessExitsCleanlyWithEveryFamilyBusy) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    const testing::TempDirectory temp;
-    const std::string directory = temp.Windows();
+    // One fixed folder: a child started afresh (as on Windows) runs this test from its start,
+    // and a folder made here per process would outlive every child, which exits without
+    // cleaning up.
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / "orvik-exit-stress";
+    const std::string directory = testing::TempDirectory::WindowsForm(folder);
     for (int round = 0; round < kRounds; ++round) {
         SCOPED_TRACE(round);
         EXPECT_EXIT(RunBusyAndExit(directory, round), ::testing::ExitedWithCode(0),
@@ -119,6 +124,8 @@ TEST(ExitStressTest, ProcessExitsCleanlyWithEveryFamilyBusy) {
             break;
         }
     }
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
 }
 
 }  // namespace

@@ -109,8 +109,8 @@ private:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    // Destroys the formatter when the library unloads, leaving a plain one in its place so that
-    // destructors running after this point can still log.
+    // Destroys a host's formatter when the library unloads, leaving a plain one in its place so
+    // that unload work running after this point, and threads still running, can still log.
     friend class LogTeardown;
     void ReleaseLoggerAtUnload();
 
