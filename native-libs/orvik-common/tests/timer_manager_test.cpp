@@ -327,8 +327,8 @@ TEST_F(TimerManagerTest, TimersStartedAfterStopFireOnTimeBesideAnOldCallback) {
     std::mutex gate;
     std::unique_lock<std::mutex> closed(gate);
     auto blocked = Make("in", 10, false, [&] {
-        std::lock_guard<std::mutex> wait(gate);
-        Note("out");
+        { std::lock_guard<std::mutex> wait(gate); }
+        Note("out");  // last: the test may end, and `gate` with it, once this is noted
     });
     auto next = Make("next", 10, false);
     ThenSleepsUntil(10, [&] { blocked->Start(); });
