@@ -105,6 +105,9 @@ public:
 
     // The clock reading of the latest pass, from which the wait after it is measured.
     unsigned long long passTime = 0;
+    // How far past passTime's whole millisecond the reading was: a wait measured from the
+    // pass ends at the start of the due millisecond instead of that much into it.
+    std::chrono::nanoseconds passFraction{0};
 
     // The start of a pass: takes waiting updates over and puts every entry in its place.
     void Settle() {
@@ -383,7 +386,8 @@ void TimerManager::Run() {
                 }
                 // A negative delay (a due time already past) does not wait at all.
                 platform::WaitFor(wake, lock,
-                                  std::chrono::milliseconds(std::min(delay, kLongestWaitMs)));
+                                  std::chrono::milliseconds(std::min(delay, kLongestWaitMs)) -
+                                      timers->passFraction);
                 continue;
             }
             timers->BeginCallback(timer.get());
@@ -432,8 +436,12 @@ void TimerManager::UpdateTimer(std::shared_ptr<Timer> timer) {
 
 std::shared_ptr<Timer> TimerManager::GetTimeoutTimer() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
-    const unsigned long long now = TimeUtils::GetTimeMills();
+    const auto sinceEpoch = platform::WallClockNow().time_since_epoch();
+    const auto wholeMs = std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch);
+    // The reading TimeUtils::GetTimeMills would give, and what it cuts off.
+    const auto now = static_cast<unsigned long long>(wholeMs.count());
     timers->passTime = now;
+    timers->passFraction = sinceEpoch - wholeMs;
     if (timers->Empty()) {
         return nullptr;
     }
