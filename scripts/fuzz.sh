@@ -17,19 +17,7 @@ fuzz_source="$root/native-libs/orvik-common/fuzz"
 bash "$root/scripts/install-deps.sh"
 
 # clang with libFuzzer and the sanitizer runtimes, and llvm-symbolizer for readable reports.
-packages=(clang-14 libclang-rt-14-dev llvm-14)
-sudo=""
-[ "$(id -u)" -eq 0 ] || sudo="sudo"
-missing=()
-for package in "${packages[@]}"; do
-    dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "Installing: ${missing[*]}"
-    $sudo apt-get update -qq
-    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends \
-        "${missing[@]}"
-fi
+bash "$root/scripts/install-deps.sh" clang-14 libclang-rt-14-dev llvm-14
 
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCMAKE_CXX_COMPILER=clang++-14 -DORVIK_COMMON_BUILD_FUZZERS=ON \
