@@ -299,7 +299,8 @@ void Log::ReleaseLoggerAtUnload() {
     // The library's own formatter owns nothing and stays, so that a thread still logging while
     // the process exits never meets a destroyed one. A host's formatter is destroyed, as the
     // destructor would, and the library's takes its place.
-    if (typeid(*logger) != typeid(Logger)) {
+    const Logger& held = *logger;
+    if (typeid(held) != typeid(Logger)) {
         logger.reset(new Logger());
     }
 }
