@@ -48,7 +48,7 @@ bool SubmitToReporterPool(std::function<void()> task) {
     try {
         return detail::reporterPool->SubmitTask(task);
     } catch (const std::system_error&) {
-        return detail::reporterPool->GetPendingTaskNumber() != 0;
+        return true;  // queued before the thread start failed
     }
 }
 
