@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "internal_log.h"
+#include "internal/internal_log.h"
 #include "platform/platform.h"
-#include "unicode.h"
+#include "internal/unicode.h"
 
 namespace orvik {
 namespace {

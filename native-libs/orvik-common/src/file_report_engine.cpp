@@ -7,7 +7,7 @@
 #include "common/path.h"
 #include "common/time_utils.h"
 #include "platform/platform.h"
-#include "unicode.h"
+#include "internal/unicode.h"
 
 namespace orvik {
 namespace {

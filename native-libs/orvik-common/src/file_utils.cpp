@@ -7,9 +7,9 @@
 #include <string>
 
 #include "common/path.h"
-#include "internal_log.h"
-#include "library_frame.h"
-#include "never_destroyed.h"
+#include "internal/internal_log.h"
+#include "internal/library_frame.h"
+#include "internal/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {

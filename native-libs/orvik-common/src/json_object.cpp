@@ -2,8 +2,8 @@
 
 #include <charconv>
 
-#include "library_frame.h"
-#include "text_detail.h"
+#include "internal/library_frame.h"
+#include "internal/text_detail.h"
 
 namespace orvik {
 namespace {

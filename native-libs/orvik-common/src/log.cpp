@@ -7,7 +7,7 @@
 #include <new>
 #include <typeinfo>
 
-#include "never_destroyed.h"
+#include "internal/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {

@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "library_frame.h"
+#include "internal/library_frame.h"
 
 namespace orvik {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "common/path.h"
 #include "common/thread_pool.h"
-#include "internal_log.h"
-#include "library_frame.h"
-#include "never_destroyed.h"
+#include "internal/internal_log.h"
+#include "internal/library_frame.h"
+#include "internal/never_destroyed.h"
 
 namespace orvik {
 namespace {

@@ -12,9 +12,9 @@
 #include <string_view>
 
 #include "common/ov_string.h"
-#include "internal_log.h"
-#include "library_frame.h"
-#include "text_detail.h"
+#include "internal/internal_log.h"
+#include "internal/library_frame.h"
+#include "internal/text_detail.h"
 
 namespace orvik {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "internal_log.h"
+#include "internal/internal_log.h"
 #include "platform/platform.h"
 
 namespace orvik {

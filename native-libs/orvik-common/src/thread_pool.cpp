@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "common/latch.h"
-#include "internal_log.h"
-#include "thread_pool_seam.h"
+#include "internal/internal_log.h"
+#include "internal/thread_pool_seam.h"
 
 namespace orvik {
 

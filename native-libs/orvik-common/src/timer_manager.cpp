@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "common/time_utils.h"
-#include "internal_log.h"
-#include "never_destroyed.h"
+#include "internal/internal_log.h"
+#include "internal/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik {

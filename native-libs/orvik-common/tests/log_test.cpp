@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "internal_log.h"
+#include "internal/internal_log.h"
 #include "support/console_capture.h"
 #include "support/fake_clock.h"
 

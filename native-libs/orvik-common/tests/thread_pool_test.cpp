@@ -16,11 +16,11 @@
 #include <vector>
 
 #include "common/latch.h"
-#include "library_frame.h"
+#include "internal/library_frame.h"
 #include "platform/platform.h"
 #include "support/console_capture.h"
 #include "support/eventually.h"
-#include "thread_pool_seam.h"
+#include "internal/thread_pool_seam.h"
 
 namespace orvik {
 namespace {

@@ -1,4 +1,4 @@
-#include "unicode.h"
+#include "internal/unicode.h"
 
 #include <gtest/gtest.h>
 

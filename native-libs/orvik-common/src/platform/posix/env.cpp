@@ -3,7 +3,7 @@
 #include <string>
 
 #include "platform/platform.h"
-#include "unicode.h"
+#include "internal/unicode.h"
 
 namespace orvik::platform {
 namespace {

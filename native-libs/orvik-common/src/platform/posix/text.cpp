@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "platform/platform.h"
-#include "unicode.h"
+#include "internal/unicode.h"
 
 namespace orvik::platform {
 

@@ -1,8 +1,8 @@
 // The library frame: every object of static storage that the library builds at load, in the
 // order of its construction (and the reverse order of its destruction at unload).
-#include "library_frame.h"
+#include "internal/library_frame.h"
 
-#include "never_destroyed.h"
+#include "internal/never_destroyed.h"
 #include "platform/platform.h"
 
 namespace orvik::detail {
