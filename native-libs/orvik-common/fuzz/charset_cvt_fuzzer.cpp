@@ -3,8 +3,10 @@
 //   - Strictly valid UTF-8 round-trips exactly through U8ToU16/U16ToU8, U8ToU32/U32ToU8 and
 //     U8ToW/WToU8, and UTF-16/UTF-32/wide text without unpaired surrogates or values above
 //     U+10FFFF round-trips the other way. Empty arguments give empty results.
-//   - Invalid input: the wide route raises std::range_error. The UTF-16 and UTF-32 routes may
-//     raise it or (the replacement behaviour under way) return valid Unicode.
+//   - Invalid input: the wide route raises std::range_error. The UTF-16 and UTF-32 routes
+//     replace each maximal invalid subsequence (an unpaired surrogate, a value above U+10FFFF,
+//     the longest prefix of a UTF-8 sequence that could still have been completed, or else one
+//     byte) with U+FFFD and keep everything else.
 //   - MbToU8 returns text that IsU8 accepts unchanged, and valid UTF-8 for other text. U8ToMb
 //     of text IsU8 rejects is ""; ASCII passes U8ToMb unchanged (the locales the library meets
 //     are ASCII-compatible); text IsU8 passes but strict UTF-8 refuses makes U8ToMb raise.
@@ -130,14 +132,68 @@ bool IsStrictUtf8(const std::string& text) {
     return DecodeStrict(text, ignored);
 }
 
-// A UTF-16 or UTF-32 route on invalid input. INTERIM: these routes are changing from
-// std::range_error to U+FFFD replacement; both behaviours pass until that change lands.
-template <class Route, class Valid>
-void RefusedOrValid(Route route, Valid valid) {
-    try {
-        FUZZ_CHECK(valid(route()));
-    } catch (const std::range_error&) {
+// The length of the UTF-8 sequence `lead` starts, 0 for a byte that starts none.
+std::size_t SequenceLength(unsigned char lead) {
+    return lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : lead < 0xF5 ? 4 : 0;
+}
+
+// What the replacing routes must decode `text` to, built from the strict decoder: a prefix of a
+// sequence could still be completed exactly when padding it with 0x80 bytes decodes, since
+// only the second byte's range depends on the lead.
+std::u32string DecodeReplacing(const std::string& text) {
+    std::u32string points;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::size_t length = SequenceLength(static_cast<unsigned char>(text[i]));
+        std::size_t taken = 1;
+        while (taken < length && i + taken < text.size()) {
+            std::string padded = text.substr(i, taken + 1);
+            padded.append(length - padded.size(), '\x80');
+            std::u32string ignored;
+            if (!DecodeStrict(padded, ignored)) {
+                break;
+            }
+            ++taken;
+        }
+        if (length != 0 && taken == length) {
+            DecodeStrict(text.substr(i, length), points);
+        } else {
+            points.push_back(0xFFFD);
+        }
+        i += taken;
     }
+    return points;
+}
+
+std::u32string Replaced(std::u32string points) {
+    for (char32_t& c : points) {
+        c = IsValidPoint(c) ? c : 0xFFFD;
+    }
+    return points;
+}
+
+std::u32string DecodeUtf16Replacing(const std::u16string& text) {
+    std::u32string points;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char32_t c = text[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() && text[i + 1] >= 0xDC00 &&
+            text[i + 1] <= 0xDFFF) {
+            points.push_back(0x10000 + ((c - 0xD800) << 10) + (text[++i] - 0xDC00));
+        } else {
+            points.push_back(c >= 0xD800 && c <= 0xDFFF ? 0xFFFD : c);
+        }
+    }
+    return points;
+}
+
+std::u32string DecodedUtf8(const std::string& text) {
+    std::u32string points;
+    FUZZ_CHECK(DecodeStrict(text, points));
+    return points;
+}
+
+std::u32string DecodedUtf16(const std::u16string& text) {
+    FUZZ_CHECK(IsValidUtf16(text));
+    return DecodeUtf16Replacing(text);
 }
 
 void CheckUtf8Input(const std::string& text) {
@@ -169,8 +225,9 @@ void CheckUtf8Input(const std::string& text) {
             refused = true;
         }
         FUZZ_CHECK(refused);
-        RefusedOrValid([&] { return CharsetCvt::U8ToU16(text); }, IsValidUtf16);
-        RefusedOrValid([&] { return CharsetCvt::U8ToU32(text); }, IsValidUtf32);
+        const std::u32string expected = DecodeReplacing(text);
+        FUZZ_CHECK(CharsetCvt::U8ToU32(text) == expected);
+        FUZZ_CHECK(DecodedUtf16(CharsetCvt::U8ToU16(text)) == expected);
     }
 
     // The locale routes. Text IsU8 accepts comes back from MbToU8 untouched.
@@ -217,14 +274,14 @@ void CheckUnitInput(const std::uint8_t* data, std::size_t size) {
         const std::string utf8 = CharsetCvt::U16ToU8(u16);
         FUZZ_CHECK(IsStrictUtf8(utf8) && CharsetCvt::U8ToU16(utf8) == u16);
     } else {
-        RefusedOrValid([&] { return CharsetCvt::U16ToU8(u16); }, IsStrictUtf8);
+        FUZZ_CHECK(DecodedUtf8(CharsetCvt::U16ToU8(u16)) == DecodeUtf16Replacing(u16));
     }
     if (IsValidUtf32(u32)) {
         const std::string utf8 = CharsetCvt::U32ToU8(u32);
         FUZZ_CHECK(IsStrictUtf8(utf8) && CharsetCvt::U8ToU32(utf8) == u32);
         FUZZ_CHECK(CharsetCvt::WToU8(wide) == utf8 && CharsetCvt::U8ToW(utf8) == wide);
     } else {
-        RefusedOrValid([&] { return CharsetCvt::U32ToU8(u32); }, IsStrictUtf8);
+        FUZZ_CHECK(DecodedUtf8(CharsetCvt::U32ToU8(u32)) == Replaced(u32));
         bool refused = false;
         try {
             CharsetCvt::WToU8(wide);
