@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -16,32 +17,6 @@ const std::size_t Path::maxPathWindowsLegacy = 260;
 const std::size_t Path::winSmbPathOffset = 2;
 
 namespace {
-
-// Stripped once from the head of a Windows text; never stored.
-constexpr char kLongPathPrefix[] = "\\\\?\\";
-
-// The drive test of the Windows parse: a letter of the "C" locale (a byte above 0x7F is none).
-bool IsDriveLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool IsWindowsSeparator(char c) {
-    return c == '/' || c == '\\';
-}
-
-// Whether `text` begins with the literal `head`; unrolled at compile time, without a call.
-template <std::size_t N>
-bool StartsWith(std::string_view text, const char (&head)[N]) {
-    if (text.size() < N - 1) {
-        return false;
-    }
-    for (std::size_t i = 0; i + 1 < N; ++i) {
-        if (text[i] != head[i]) {
-            return false;
-        }
-    }
-    return true;
-}
 
 // Finders of the next delimiter at or after a position, npos when there is none. Paths have few
 // delimiters and long runs without one, so the fixed sets search with memchr and remember
@@ -235,25 +210,26 @@ void Path::Set(const std::string& text, PathType pathType) {
     std::optional<std::string_view> drive;
     bool isAbsolute = false;
     bool isShare = false;
-    if (StartsWith(rest, kLongPathPrefix)) {
-        rest.remove_prefix(sizeof kLongPathPrefix - 1);
+    // The long-path prefix goes first; "UNC\" behind it, or even without it, starts a share.
+    if (detail::HasLongPathPrefix(rest)) {
+        rest.remove_prefix(detail::LengthOf(detail::kLongPathPrefix));
     }
-    if (StartsWith(rest, "\\\\")) {
-        rest.remove_prefix(2);
+    if (detail::HasSharePrefix(rest)) {
+        rest.remove_prefix(detail::LengthOf(detail::kSharePrefix));
         // Two backslashes before a single name are no share: the name stays, relative.
-        isAbsolute = std::any_of(rest.begin(), rest.end(), IsWindowsSeparator);
+        isAbsolute = std::any_of(rest.begin(), rest.end(), detail::IsSeparator<char>);
         isShare = isAbsolute;
-    } else if (StartsWith(rest, "UNC\\")) {
-        rest.remove_prefix(4);
+    } else if (detail::HasUncMarker(rest)) {
+        rest.remove_prefix(detail::LengthOf(detail::kUncMarker));
         isAbsolute = true;
         isShare = true;
-    } else if (rest.size() >= 3 && IsDriveLetter(rest[0]) && rest[1] == ':' &&
-               IsWindowsSeparator(rest[2])) {
-        drive = rest.substr(0, 2);
-        rest.remove_prefix(3);
+    } else if (detail::StartsWithDriveRoot(rest)) {
+        drive = rest.substr(0, detail::kDriveLength);
+        rest.remove_prefix(detail::kDriveLength + 1);
         isAbsolute = true;
     }
-    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), tokens, drive);
+    AppendTokens(rest, EitherCharFinder(rest, detail::kAltSeparator, detail::kSeparator), tokens,
+                 drive);
     type = pathType;
     absolute = isAbsolute;
     smb = isShare;
@@ -277,14 +253,14 @@ std::string Path::Str(PathType separator) const {
         } else {
             const bool isLong = length + (smb ? winSmbPathOffset : 0) > maxPathWindowsLegacy;
             if (isLong) {
-                head = smb ? "\\\\?\\UNC\\" : "\\\\?\\";
+                head = smb ? detail::kLongSharePrefix : detail::kLongPathPrefix;
             } else {
-                head = smb ? "\\\\" : "";
+                head = smb ? detail::kSharePrefix : "";
             }
         }
     }
 
-    const char between = separator == PATH_TYPE_POSIX ? '/' : '\\';
+    const char between = separator == PATH_TYPE_POSIX ? '/' : detail::kSeparator;
     // The size is known exactly: head, tokens, and one separator fewer than tokens.
     std::string text(head.size() + length - (path.empty() ? 0 : 1), '\0');
     char* out = &text[0];

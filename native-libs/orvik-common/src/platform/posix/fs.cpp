@@ -10,32 +10,21 @@
 #include <system_error>
 #include <vector>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik::platform {
 namespace {
 
-constexpr std::string_view kLongPathPrefix = "\\\\?\\";
-constexpr std::string_view kLongSharePrefix = "UNC\\";
-constexpr wchar_t kWideLongPathPrefix[] = L"\\\\?\\";
-constexpr wchar_t kWideLongSharePrefix[] = L"UNC\\";
+using detail::HasLongPathPrefix;
+using detail::HasUncMarker;
+using detail::IsSeparator;
+using detail::kDriveLength;
+using detail::StartsWithDrive;
+using detail::StartsWithDriveRoot;
+using detail::StartsWithTwoSeparators;
 
-template <class Char>
-bool IsSeparator(Char c) {
-    return c == Char('\\') || c == Char('/');
-}
-
-template <class Char>
-bool IsDriveLetter(Char c) {
-    return (c >= Char('A') && c <= Char('Z')) || (c >= Char('a') && c <= Char('z'));
-}
-
-// Whether `text` begins with a drive, "X:".
-template <class Char>
-bool HasDrive(std::basic_string_view<Char> text) {
-    return text.size() >= 2 && IsDriveLetter(text[0]) && text[1] == Char(':');
-}
-
+// The one drive there is here, "C:".
 template <class Char>
 bool IsTheDrive(Char letter) {
     return letter == Char('C') || letter == Char('c');
@@ -46,20 +35,20 @@ bool IsTheDrive(Char letter) {
 // system's calls read it.
 std::optional<std::string> PosixPathOf(std::string_view text) {
     text = text.substr(0, text.find('\0'));
-    if (text.substr(0, kLongPathPrefix.size()) == kLongPathPrefix) {
-        text.remove_prefix(kLongPathPrefix.size());
-        if (text.substr(0, kLongSharePrefix.size()) == kLongSharePrefix) {
+    if (HasLongPathPrefix(text)) {
+        text.remove_prefix(detail::LengthOf(detail::kLongPathPrefix));
+        if (HasUncMarker(text)) {
             return std::nullopt;
         }
     }
-    if (text.size() >= 2 && IsSeparator(text[0]) && IsSeparator(text[1])) {
+    if (StartsWithTwoSeparators(text)) {
         return std::nullopt;  // a share, or a device namespace
     }
-    if (HasDrive(text)) {
+    if (StartsWithDrive(text)) {
         if (!IsTheDrive(text[0])) {
             return std::nullopt;
         }
-        text.remove_prefix(2);
+        text.remove_prefix(kDriveLength);
         if (text.empty()) {
             return std::string(".");  // "C:" is the working directory of the drive
         }
@@ -67,7 +56,7 @@ std::optional<std::string> PosixPathOf(std::string_view text) {
     // What remains is rooted ("\x": on the drive) or relative to the working directory.
     std::string posix(text);
     for (char& c : posix) {
-        if (c == '\\') {
+        if (c == detail::kSeparator) {
             c = '/';
         }
     }
@@ -105,11 +94,11 @@ std::wstring ResolveUnderRoot(std::wstring_view root, std::wstring_view rest, bo
 
     std::wstring full(root);
     for (const std::wstring_view component : components) {
-        full.push_back(L'\\');
+        full.push_back(wchar_t(detail::kSeparator));
         full.append(component);
     }
     if ((components.empty() && driveRoot) || (!rest.empty() && IsSeparator(rest.back()))) {
-        full.push_back(L'\\');
+        full.push_back(wchar_t(detail::kSeparator));
     }
     return full;
 }
@@ -132,11 +121,12 @@ std::size_t NamesLength(std::wstring_view text, int count) {
     return end;
 }
 
-// `head` followed by `names`, with "\" for each "/".
-std::wstring BackslashedRoot(std::wstring_view head, std::wstring_view names) {
-    std::wstring root(head);
+// `head` (one of the heads of windows_path_syntax.h) followed by `names`, with "\" for each "/".
+template <std::size_t N>
+std::wstring BackslashedRoot(const char (&head)[N], std::wstring_view names) {
+    std::wstring root(head, head + detail::LengthOf(head));
     for (const wchar_t c : names) {
-        root.push_back(c == L'/' ? L'\\' : c);
+        root.push_back(c == wchar_t(detail::kAltSeparator) ? wchar_t(detail::kSeparator) : c);
     }
     return root;
 }
@@ -151,8 +141,8 @@ std::string PathTextOfNative(const std::string& native) {
     if (!native.empty() && native[0] == '/') {
         return "C:" + native;
     }
-    const bool readAsRootOrDrive =
-        (!native.empty() && native[0] == '\\') || HasDrive(std::string_view(native));
+    const bool readAsRootOrDrive = (!native.empty() && native[0] == detail::kSeparator) ||
+                                   StartsWithDrive(std::string_view(native));
     return readAsRootOrDrive ? "./" + native : native;
 }
 
@@ -184,7 +174,7 @@ std::optional<std::wstring> CurrentDirectory() {
     buffer.resize(buffer.find('\0'));
     for (char& c : buffer) {
         if (c == '/') {
-            c = '\\';
+            c = detail::kSeparator;
         }
     }
     return Utf8ToWide("C:" + buffer);
@@ -197,43 +187,48 @@ std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t c
     }
 
     std::wstring full;
-    const std::wstring_view longPrefix(kWideLongPathPrefix);
-    const std::wstring_view longSharePrefix(kWideLongSharePrefix);
-    if (text.substr(0, longPrefix.size()) == longPrefix) {
+    constexpr std::size_t kLongLength = detail::LengthOf(detail::kLongPathPrefix);
+    constexpr std::size_t kUncLength = detail::LengthOf(detail::kUncMarker);
+    constexpr std::size_t kShareLength = detail::LengthOf(detail::kSharePrefix);
+    if (HasLongPathPrefix(text)) {
         // Long forms keep their prefix; the share form keeps "UNC\server\share" as its root.
-        const std::wstring_view behind = text.substr(longPrefix.size());
-        const bool share = behind.substr(0, longSharePrefix.size()) == longSharePrefix;
+        const std::wstring_view behind = text.substr(kLongLength);
+        const bool share = HasUncMarker(behind);
         const std::size_t rootLength =
-            share ? longSharePrefix.size() + NamesLength(behind.substr(longSharePrefix.size()), 2)
-                  : NamesLength(behind, 1);
-        full = ResolveUnderRoot(BackslashedRoot(longPrefix, behind.substr(0, rootLength)),
-                                behind.substr(rootLength), !share);
-    } else if (text.size() >= 2 && IsSeparator(text[0]) && IsSeparator(text[1])) {
-        const std::size_t rootLength = 2 + NamesLength(text.substr(2), 2);
-        full = ResolveUnderRoot(BackslashedRoot(L"\\\\", text.substr(2, rootLength - 2)),
-                                text.substr(rootLength), false);
-    } else if (HasDrive(text) && text.size() > 2 && IsSeparator(text[2])) {
-        full = ResolveUnderRoot(text.substr(0, 2), text.substr(2), true);
+            share ? kUncLength + NamesLength(behind.substr(kUncLength), 2) : NamesLength(behind, 1);
+        full =
+            ResolveUnderRoot(BackslashedRoot(detail::kLongPathPrefix, behind.substr(0, rootLength)),
+                             behind.substr(rootLength), !share);
+    } else if (StartsWithTwoSeparators(text)) {
+        const std::size_t rootLength = kShareLength + NamesLength(text.substr(kShareLength), 2);
+        full =
+            ResolveUnderRoot(BackslashedRoot(detail::kSharePrefix,
+                                             text.substr(kShareLength, rootLength - kShareLength)),
+                             text.substr(rootLength), false);
+    } else if (StartsWithDriveRoot(text)) {
+        full = ResolveUnderRoot(text.substr(0, kDriveLength), text.substr(kDriveLength), true);
     } else {
         // Relative forms: "x" and "C:x" against the working directory (another drive's own
         // working directory is its root), "\x" against the root of the working directory.
-        const std::wstring_view rest = HasDrive(text) ? text.substr(2) : text;
+        const bool hasDrive = StartsWithDrive(text);
+        const std::wstring_view rest = hasDrive ? text.substr(kDriveLength) : text;
         std::wstring base;
-        if (HasDrive(text) && !IsTheDrive(text[0])) {
-            base = text.substr(0, 2);
+        if (hasDrive && !IsTheDrive(text[0])) {
+            base = text.substr(0, kDriveLength);
         } else {
             std::optional<std::wstring> directory = CurrentDirectory();
             if (!directory) {
                 return std::nullopt;
             }
-            base = IsSeparator(text[0]) ? directory->substr(0, 2) : std::move(*directory);
+            base =
+                IsSeparator(text[0]) ? directory->substr(0, kDriveLength) : std::move(*directory);
         }
         if (!rest.empty()) {
-            base.push_back(L'\\');
+            base.push_back(wchar_t(detail::kSeparator));
             base.append(rest);
         }
-        full = ResolveUnderRoot(std::wstring_view(base).substr(0, 2),
-                                std::wstring_view(base).substr(2), true);
+        full = ResolveUnderRoot(std::wstring_view(base).substr(0, kDriveLength),
+                                std::wstring_view(base).substr(kDriveLength), true);
     }
 
     if (full.size() + 1 > capacity) {

@@ -11,8 +11,10 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik::platform {
@@ -23,10 +25,10 @@ namespace {
 // "C:\x"); turning the separators first gives the Windows reading there too.
 template <class Char>
 std::basic_string<Char> WithBackslashes(const std::basic_string<Char>& path) {
-    static constexpr Char kLongPrefix[] = {'\\', '\\', '?', '\\', '\0'};
     std::basic_string<Char> turned(path);
-    if (turned.compare(0, 4, kLongPrefix) != 0) {
-        std::replace(turned.begin(), turned.end(), Char('/'), Char('\\'));
+    if (!detail::HasLongPathPrefix(std::basic_string_view<Char>(turned))) {
+        std::replace(turned.begin(), turned.end(), Char(detail::kAltSeparator),
+                     Char(detail::kSeparator));
     }
     return turned;
 }
