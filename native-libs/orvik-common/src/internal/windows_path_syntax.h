@@ -15,21 +15,19 @@ namespace orvik::detail {
 inline constexpr char kSeparator = '\\';
 inline constexpr char kAltSeparator = '/';
 
-// The heads of the prefixed forms, as written.
-inline constexpr char kLongPathPrefix[] = "\\\\?\\";        // the long form: "\\?\"
-inline constexpr char kSharePrefix[] = "\\\\";              // a share: "\\"
-inline constexpr char kUncMarker[] = "UNC\\";               // behind "\\?\", a share: "UNC\"
-inline constexpr char kLongSharePrefix[] = "\\\\?\\UNC\\";  // the two together: "\\?\UNC\"
+// The heads of the prefixed forms, as written:
+//   kLongPathPrefix   "\\?\"      the long form
+//   kSharePrefix      "\\"        a share, "\\server\share"
+//   kUncMarker        "UNC\"      behind the long form, a share
+//   kLongSharePrefix  "\\?\UNC\"  the two together
+inline constexpr std::string_view kLongPathPrefix = "\\\\?\\";
+inline constexpr std::string_view kSharePrefix = "\\\\";
+inline constexpr std::string_view kUncMarker = "UNC\\";
+inline constexpr std::string_view kLongSharePrefix = "\\\\?\\UNC\\";
 
 // A drive is a letter and a colon, "C:".
 inline constexpr char kDriveColon = ':';
 inline constexpr std::size_t kDriveLength = 2;
-
-// The number of characters of one of the heads above.
-template <std::size_t N>
-constexpr std::size_t LengthOf(const char (&)[N]) {
-    return N - 1;
-}
 
 // Whether `c` separates names: "\" or "/".
 template <class Char>
@@ -37,7 +35,8 @@ constexpr bool IsSeparator(Char c) {
     return c == Char(kSeparator) || c == Char(kAltSeparator);
 }
 
-// Whether `c` may name a drive: one of the 52 ASCII letters (a byte above 0x7F is none).
+// Whether `c` may name a drive: one of the 52 ASCII letters, and no other character (a byte
+// above 0x7F included).
 template <class Char>
 constexpr bool IsDriveLetter(Char c) {
     return (c >= Char('A') && c <= Char('Z')) || (c >= Char('a') && c <= Char('z'));
@@ -45,12 +44,12 @@ constexpr bool IsDriveLetter(Char c) {
 
 // Whether `text` begins with `head` (one of the heads above), compared character by character
 // so that narrow and wide text share the one spelling.
-template <class Char, std::size_t N>
-constexpr bool StartsWithHead(std::basic_string_view<Char> text, const char (&head)[N]) {
-    if (text.size() < N - 1) {
+template <class Char>
+constexpr bool StartsWithHead(std::basic_string_view<Char> text, std::string_view head) {
+    if (text.size() < head.size()) {
         return false;
     }
-    for (std::size_t i = 0; i + 1 < N; ++i) {
+    for (std::size_t i = 0; i < head.size(); ++i) {
         if (text[i] != Char(head[i])) {
             return false;
         }
@@ -93,7 +92,9 @@ constexpr bool StartsWithDrive(std::basic_string_view<Char> text) {
 // Whether `text` begins with a drive and its root, "X:\" or "X:/".
 template <class Char>
 constexpr bool StartsWithDriveRoot(std::basic_string_view<Char> text) {
-    return StartsWithDrive(text) && text.size() > kDriveLength && IsSeparator(text[kDriveLength]);
+    // One length test for all three characters.
+    return text.size() > kDriveLength && StartsWithDrive(text.substr(0, kDriveLength)) &&
+           IsSeparator(text[kDriveLength]);
 }
 
 }  // namespace orvik::detail

@@ -36,7 +36,7 @@ bool IsTheDrive(Char letter) {
 std::optional<std::string> PosixPathOf(std::string_view text) {
     text = text.substr(0, text.find('\0'));
     if (HasLongPathPrefix(text)) {
-        text.remove_prefix(detail::LengthOf(detail::kLongPathPrefix));
+        text.remove_prefix(detail::kLongPathPrefix.size());
         if (HasUncMarker(text)) {
             return std::nullopt;
         }
@@ -122,9 +122,8 @@ std::size_t NamesLength(std::wstring_view text, int count) {
 }
 
 // `head` (one of the heads of windows_path_syntax.h) followed by `names`, with "\" for each "/".
-template <std::size_t N>
-std::wstring BackslashedRoot(const char (&head)[N], std::wstring_view names) {
-    std::wstring root(head, head + detail::LengthOf(head));
+std::wstring BackslashedRoot(std::string_view head, std::wstring_view names) {
+    std::wstring root(head.begin(), head.end());
     for (const wchar_t c : names) {
         root.push_back(c == wchar_t(detail::kAltSeparator) ? wchar_t(detail::kSeparator) : c);
     }
@@ -180,58 +179,85 @@ std::optional<std::wstring> CurrentDirectory() {
     return Utf8ToWide("C:" + buffer);
 }
 
+namespace {
+
+// The full forms of the four kinds of path text that FullPathName tells apart; the text is not
+// empty. Each resolves "." and ".." under its root, which they never climb above.
+
+// "\\?\..." : the long forms keep their prefix. The share form "\\?\UNC\server\share\..." keeps
+// "UNC\server\share" as its root, any other its first name ("\\?\C:\...").
+std::wstring FullLongForm(std::wstring_view text) {
+    const std::wstring_view behind = text.substr(detail::kLongPathPrefix.size());
+    const bool share = HasUncMarker(behind);
+    const std::size_t uncLength = detail::kUncMarker.size();
+    const std::size_t rootLength =
+        share ? uncLength + NamesLength(behind.substr(uncLength), 2) : NamesLength(behind, 1);
+    return ResolveUnderRoot(BackslashedRoot(detail::kLongPathPrefix, behind.substr(0, rootLength)),
+                            behind.substr(rootLength), !share);
+}
+
+// "\\server\share\..." (either separator): the root is the share, written with backslashes.
+std::wstring FullShareForm(std::wstring_view text) {
+    const std::size_t shareLength = detail::kSharePrefix.size();
+    const std::size_t rootLength = shareLength + NamesLength(text.substr(shareLength), 2);
+    return ResolveUnderRoot(
+        BackslashedRoot(detail::kSharePrefix, text.substr(shareLength, rootLength - shareLength)),
+        text.substr(rootLength), false);
+}
+
+// "X:\...": the root is the drive.
+std::wstring FullDriveRootedForm(std::wstring_view text) {
+    return ResolveUnderRoot(text.substr(0, kDriveLength), text.substr(kDriveLength), true);
+}
+
+// The relative forms: "x" and "C:x" against the working directory (another drive's own
+// working directory is its root), "\x" against the root of the working directory. Nothing
+// when the working directory is unknown.
+std::optional<std::wstring> FullRelativeForm(std::wstring_view text) {
+    const bool hasDrive = StartsWithDrive(text);
+    const std::wstring_view rest = hasDrive ? text.substr(kDriveLength) : text;
+    std::wstring base;
+    if (hasDrive && !IsTheDrive(text[0])) {
+        base = text.substr(0, kDriveLength);
+    } else {
+        std::optional<std::wstring> directory = CurrentDirectory();
+        if (!directory) {
+            return std::nullopt;
+        }
+        base = IsSeparator(text[0]) ? directory->substr(0, kDriveLength) : std::move(*directory);
+    }
+    if (!rest.empty()) {
+        base.push_back(wchar_t(detail::kSeparator));
+        base.append(rest);
+    }
+    return ResolveUnderRoot(std::wstring_view(base).substr(0, kDriveLength),
+                            std::wstring_view(base).substr(kDriveLength), true);
+}
+
+// The full form of `text`, which is not empty, by its kind.
+std::optional<std::wstring> FullFormOf(std::wstring_view text) {
+    if (HasLongPathPrefix(text)) {
+        return FullLongForm(text);
+    }
+    if (StartsWithTwoSeparators(text)) {
+        return FullShareForm(text);
+    }
+    if (StartsWithDriveRoot(text)) {
+        return FullDriveRootedForm(text);
+    }
+    return FullRelativeForm(text);
+}
+
+}  // namespace
+
 std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t capacity) {
-    std::wstring_view text(path.c_str());
+    const std::wstring_view text(path.c_str());
     if (text.empty()) {
         return std::nullopt;
     }
-
-    std::wstring full;
-    constexpr std::size_t kLongLength = detail::LengthOf(detail::kLongPathPrefix);
-    constexpr std::size_t kUncLength = detail::LengthOf(detail::kUncMarker);
-    constexpr std::size_t kShareLength = detail::LengthOf(detail::kSharePrefix);
-    if (HasLongPathPrefix(text)) {
-        // Long forms keep their prefix; the share form keeps "UNC\server\share" as its root.
-        const std::wstring_view behind = text.substr(kLongLength);
-        const bool share = HasUncMarker(behind);
-        const std::size_t rootLength =
-            share ? kUncLength + NamesLength(behind.substr(kUncLength), 2) : NamesLength(behind, 1);
-        full =
-            ResolveUnderRoot(BackslashedRoot(detail::kLongPathPrefix, behind.substr(0, rootLength)),
-                             behind.substr(rootLength), !share);
-    } else if (StartsWithTwoSeparators(text)) {
-        const std::size_t rootLength = kShareLength + NamesLength(text.substr(kShareLength), 2);
-        full =
-            ResolveUnderRoot(BackslashedRoot(detail::kSharePrefix,
-                                             text.substr(kShareLength, rootLength - kShareLength)),
-                             text.substr(rootLength), false);
-    } else if (StartsWithDriveRoot(text)) {
-        full = ResolveUnderRoot(text.substr(0, kDriveLength), text.substr(kDriveLength), true);
-    } else {
-        // Relative forms: "x" and "C:x" against the working directory (another drive's own
-        // working directory is its root), "\x" against the root of the working directory.
-        const bool hasDrive = StartsWithDrive(text);
-        const std::wstring_view rest = hasDrive ? text.substr(kDriveLength) : text;
-        std::wstring base;
-        if (hasDrive && !IsTheDrive(text[0])) {
-            base = text.substr(0, kDriveLength);
-        } else {
-            std::optional<std::wstring> directory = CurrentDirectory();
-            if (!directory) {
-                return std::nullopt;
-            }
-            base =
-                IsSeparator(text[0]) ? directory->substr(0, kDriveLength) : std::move(*directory);
-        }
-        if (!rest.empty()) {
-            base.push_back(wchar_t(detail::kSeparator));
-            base.append(rest);
-        }
-        full = ResolveUnderRoot(std::wstring_view(base).substr(0, kDriveLength),
-                                std::wstring_view(base).substr(kDriveLength), true);
-    }
-
-    if (full.size() + 1 > capacity) {
+    std::optional<std::wstring> full = FullFormOf(text);
+    // The capacity counts a terminator; a result that does not fit gives the empty text.
+    if (full && full->size() + 1 > capacity) {
         return std::wstring();
     }
     return full;
