@@ -86,8 +86,10 @@ std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t c
     full.resize(length);
     // A bare drive ("C:") names that drive's working directory, which comes back as is; Wine
     // adds a separator to it, which only a root may end with.
-    const bool bareDrive = path.size() == 2 && path[1] == L':';
-    if (bareDrive && full.size() > 3 && full.back() == L'\\') {
+    // The system takes any character before the colon for a drive here, not letters alone.
+    const bool bareDrive =
+        path.size() == detail::kDriveLength && path[1] == wchar_t(detail::kDriveColon);
+    if (bareDrive && full.size() > 3 && full.back() == wchar_t(detail::kSeparator)) {
         full.pop_back();
     }
     return full;
