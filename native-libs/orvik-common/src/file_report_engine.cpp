@@ -6,8 +6,8 @@
 #include "common/native_path.h"
 #include "common/path.h"
 #include "common/time_utils.h"
-#include "platform/platform.h"
 #include "internal/unicode.h"
+#include "platform/platform.h"
 
 namespace orvik {
 namespace {
@@ -149,6 +149,7 @@ std::string FileReportEngine::NativeFilePath() const {
 }
 
 std::uint64_t FileReportEngine::WriteFailures() const {
+    // No lock: a count that a concurrent write is about to raise is as good as the next one.
     return writeFailures.load();
 }
 

@@ -10,6 +10,7 @@
 #include "internal/internal_log.h"
 #include "internal/library_frame.h"
 #include "internal/never_destroyed.h"
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -19,10 +20,6 @@ namespace {
 constexpr int kAccessExists = 0;
 constexpr int kAccessWrite = 2;
 constexpr int kAccessRead = 4;
-
-bool IsSeparator(char c) {
-    return c == '\\' || c == '/';
-}
 
 std::ios_base::openmode OpenMode(int extraBits, std::ios_base::openmode direction) {
     return static_cast<std::ios_base::openmode>(extraBits) | direction;
@@ -98,7 +95,7 @@ bool FileUtils::MakeDir(const std::string& path) {
     prefix.reserve(path.size());
     for (const char c : path) {
         prefix.push_back(c);
-        if (IsSeparator(c) && !CheckDirOrFileExists(prefix) &&
+        if (detail::IsSeparator(c) && !CheckDirOrFileExists(prefix) &&
             !platform::MakeDirectoryNarrow(prefix)) {
             return false;
         }

@@ -7,10 +7,9 @@
 namespace orvik {
 namespace {
 
-// Both are guarded by detail::optionMutex; they need no construction, so they are valid from
-// the start of load.
-LoggerCallback storedCallback = nullptr;
-bool logOptionsSet = false;
+// They need no construction, so they are valid from the start of load.
+LoggerCallback storedCallback = nullptr;  // guarded by detail::optionMutex
+bool logOptionsSet = false;               // guarded by detail::optionMutex
 
 // The threshold that a host priority asks for: 5 - priority, and FATAL for anything unknown.
 LOG_LEVEL LogLevelForPriority(LogPriority priority) {

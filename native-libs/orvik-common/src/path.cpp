@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik {
@@ -16,32 +17,6 @@ const std::size_t Path::maxPathWindowsLegacy = 260;
 const std::size_t Path::winSmbPathOffset = 2;
 
 namespace {
-
-// Stripped once from the head of a Windows text; never stored.
-constexpr char kLongPathPrefix[] = "\\\\?\\";
-
-// The drive test of the Windows parse: a letter of the "C" locale (a byte above 0x7F is none).
-bool IsDriveLetter(char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
-
-bool IsWindowsSeparator(char c) {
-    return c == '/' || c == '\\';
-}
-
-// Whether `text` begins with the literal `head`; unrolled at compile time, without a call.
-template <std::size_t N>
-bool StartsWith(std::string_view text, const char (&head)[N]) {
-    if (text.size() < N - 1) {
-        return false;
-    }
-    for (std::size_t i = 0; i + 1 < N; ++i) {
-        if (text[i] != head[i]) {
-            return false;
-        }
-    }
-    return true;
-}
 
 // Finders of the next delimiter at or after a position, npos when there is none. Paths have few
 // delimiters and long runs without one, so the fixed sets search with memchr and remember
@@ -106,55 +81,85 @@ private:
     bool isDelimiter_[256] = {};
 };
 
-// Appends the tokens of `text` to `tokens`; see Path::Tokenize. The delimiter search covers the
-// whole text, but tokens are cut from the part before the first NUL, as a copy of the text up
-// to its terminator would give them.
-//
-// The bounds of up to kBatch tokens are gathered before the strings are made, so that the list
-// of a typical path is sized once, without a second pass to count. A `drive`, when given, goes
-// first, into the same sized list.
-template <class Finder>
-void AppendTokens(std::string_view text, Finder finder, std::vector<std::string>& tokens,
-                  std::optional<std::string_view> drive = std::nullopt) {
-    const std::size_t terminated = std::min(text.find('\0'), text.size());
-    constexpr std::size_t kBatch = 32;
-    std::size_t begins[kBatch];
-    std::size_t ends[kBatch];
-    std::size_t pending = 0;
-    const auto flush = [&] {
-        const std::size_t needed = tokens.size() + pending + (drive ? 1 : 0);
-        if (needed > tokens.capacity()) {
-            tokens.reserve(std::max(needed, tokens.capacity() * 2));
-        }
-        if (drive) {
-            tokens.emplace_back(*drive);
-            drive.reset();
-        }
-        for (std::size_t i = 0; i < pending; ++i) {
-            if (begins[i] > terminated) {
-                throw std::out_of_range("invalid string position");
-            }
-            tokens.emplace_back(text.substr(begins[i], std::min(ends[i], terminated) - begins[i]));
-        }
-        pending = 0;
-    };
-    const auto add = [&](std::size_t begin, std::size_t end) {
-        if (pending == kBatch) {
-            flush();
-        }
-        begins[pending] = begin;
-        ends[pending] = end;
-        ++pending;
-    };
+// The length of `text` before its first NUL: what a copy of the text up to its terminator
+// would hold.
+std::size_t TerminatedLength(std::string_view text) {
+    return std::min(text.find('\0'), text.size());
+}
 
+// Collects the bounds of tokens of `text` and makes their strings in batches of up to kBatch,
+// so that the list of a typical path is sized once, without a second pass to count. A
+// `drive`, when given, goes first, into the same sized list. Tokens are cut from the part of
+// the text before its first NUL.
+class TokenBatch {
+public:
+    TokenBatch(std::string_view text, std::vector<std::string>& tokens,
+               std::optional<std::string_view> drive)
+        : text_(text), terminated_(TerminatedLength(text)), tokens_(tokens), drive_(drive) {}
+
+    void Add(std::size_t begin, std::size_t end) {
+        if (pending_ == kBatch) {
+            Flush();
+        }
+        begins_[pending_] = begin;
+        ends_[pending_] = end;
+        ++pending_;
+    }
+
+    // Appends the drive, when still held, and the pending tokens to the list.
+    void Flush() {
+        ReserveFor(pending_ + (drive_ ? 1 : 0));
+        if (drive_) {
+            tokens_.emplace_back(*drive_);
+            drive_.reset();
+        }
+        for (std::size_t i = 0; i < pending_; ++i) {
+            tokens_.emplace_back(CutAtTerminator(begins_[i], ends_[i]));
+        }
+        pending_ = 0;
+    }
+
+private:
+    static constexpr std::size_t kBatch = 32;
+
+    // Grows the list at least twofold when `more` entries would not fit.
+    void ReserveFor(std::size_t more) {
+        const std::size_t needed = tokens_.size() + more;
+        if (needed > tokens_.capacity()) {
+            tokens_.reserve(std::max(needed, tokens_.capacity() * 2));
+        }
+    }
+
+    // The token [begin, end) as far as it lies before the terminator; a token that starts
+    // behind it throws, as std::string::substr would.
+    std::string_view CutAtTerminator(std::size_t begin, std::size_t end) const {
+        if (begin > terminated_) {
+            throw std::out_of_range("invalid string position");
+        }
+        return text_.substr(begin, std::min(end, terminated_) - begin);
+    }
+
+    std::string_view text_;
+    std::size_t terminated_;
+    std::vector<std::string>& tokens_;
+    std::optional<std::string_view> drive_;
+    std::size_t begins_[kBatch];
+    std::size_t ends_[kBatch];
+    std::size_t pending_ = 0;
+};
+
+// Calls `take(begin, end)` for each token of `text`, from delimiter to delimiter as `finder`
+// finds them. The empty text gives one empty token; a run of delimiters and a trailing
+// delimiter give nothing.
+template <class Finder, class Take>
+void ForEachTokenBounds(std::string_view text, Finder& finder, Take take) {
     std::size_t last = 0;
     std::size_t pos = finder.Next(0);
     for (;;) {
         if (pos > last) {
             // Up to the delimiter, or to the end when there is none (npos is above every
-            // position), so the empty text gives one empty token. A run of delimiters gives
-            // nothing.
-            add(last, std::min(pos, text.size()));
+            // position).
+            take(last, std::min(pos, text.size()));
         }
         if (pos == std::string_view::npos) {
             break;
@@ -165,7 +170,18 @@ void AppendTokens(std::string_view text, Finder finder, std::vector<std::string>
         }
         pos = finder.Next(last);
     }
-    flush();
+}
+
+// Appends the tokens of `text` to `tokens`, after `drive` when one is given; see
+// Path::Tokenize. The delimiter search covers the whole text, but tokens are cut from the part
+// before the first NUL, as a copy of the text up to its terminator would give them.
+template <class Finder>
+void AppendTokens(std::string_view text, Finder finder, std::vector<std::string>& tokens,
+                  std::optional<std::string_view> drive = std::nullopt) {
+    TokenBatch batch(text, tokens, drive);
+    ForEachTokenBounds(text, finder,
+                       [&batch](std::size_t begin, std::size_t end) { batch.Add(begin, end); });
+    batch.Flush();
 }
 
 }  // namespace
@@ -235,25 +251,26 @@ void Path::Set(const std::string& text, PathType pathType) {
     std::optional<std::string_view> drive;
     bool isAbsolute = false;
     bool isShare = false;
-    if (StartsWith(rest, kLongPathPrefix)) {
-        rest.remove_prefix(sizeof kLongPathPrefix - 1);
+    // The long-path prefix goes first; "UNC\" behind it, or even without it, starts a share.
+    if (detail::HasLongPathPrefix(rest)) {
+        rest.remove_prefix(detail::kLongPathPrefix.size());
     }
-    if (StartsWith(rest, "\\\\")) {
-        rest.remove_prefix(2);
+    if (detail::HasSharePrefix(rest)) {
+        rest.remove_prefix(detail::kSharePrefix.size());
         // Two backslashes before a single name are no share: the name stays, relative.
-        isAbsolute = std::any_of(rest.begin(), rest.end(), IsWindowsSeparator);
+        isAbsolute = std::any_of(rest.begin(), rest.end(), detail::IsSeparator<char>);
         isShare = isAbsolute;
-    } else if (StartsWith(rest, "UNC\\")) {
-        rest.remove_prefix(4);
+    } else if (detail::HasUncMarker(rest)) {
+        rest.remove_prefix(detail::kUncMarker.size());
         isAbsolute = true;
         isShare = true;
-    } else if (rest.size() >= 3 && IsDriveLetter(rest[0]) && rest[1] == ':' &&
-               IsWindowsSeparator(rest[2])) {
-        drive = rest.substr(0, 2);
-        rest.remove_prefix(3);
+    } else if (detail::StartsWithDriveRoot(rest)) {
+        drive = rest.substr(0, detail::kDriveLength);
+        rest.remove_prefix(detail::kDriveLength + 1);
         isAbsolute = true;
     }
-    AppendTokens(rest, EitherCharFinder(rest, '/', '\\'), tokens, drive);
+    AppendTokens(rest, EitherCharFinder(rest, detail::kAltSeparator, detail::kSeparator), tokens,
+                 drive);
     type = pathType;
     absolute = isAbsolute;
     smb = isShare;
@@ -277,14 +294,14 @@ std::string Path::Str(PathType separator) const {
         } else {
             const bool isLong = length + (smb ? winSmbPathOffset : 0) > maxPathWindowsLegacy;
             if (isLong) {
-                head = smb ? "\\\\?\\UNC\\" : "\\\\?\\";
+                head = smb ? detail::kLongSharePrefix : detail::kLongPathPrefix;
             } else {
-                head = smb ? "\\\\" : "";
+                head = smb ? detail::kSharePrefix : "";
             }
         }
     }
 
-    const char between = separator == PATH_TYPE_POSIX ? '/' : '\\';
+    const char between = separator == PATH_TYPE_POSIX ? '/' : detail::kSeparator;
     // The size is known exactly: head, tokens, and one separator fewer than tokens.
     std::string text(head.size() + length - (path.empty() ? 0 : 1), '\0');
     char* out = &text[0];

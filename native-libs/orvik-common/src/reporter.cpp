@@ -23,7 +23,7 @@ const char kSdkNameKey[] = "sdk_name";
 const char kSdkNameValue[] = "orvik";
 
 // Set once the process-wide Reporter has done its unload work; from then on every call drops
-// its record, as a Reporter without engine does.
+// its record, as a Reporter without engine does. Written and read under Reporter's mutex.
 std::atomic<bool> reporterUnloaded{false};
 
 // True on the reporter pool's thread while it delivers: a Flush from inside an engine would

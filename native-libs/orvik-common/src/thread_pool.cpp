@@ -161,9 +161,10 @@ public:
     // Lets a stopped worker take more turns.
     void Resume();
 
-    static void ThreadMain(const std::shared_ptr<Worker>& self,
-                           std::shared_ptr<ThreadPool>& pool);
+    static void ThreadMain(const std::shared_ptr<Worker>& self, std::shared_ptr<ThreadPool>& pool);
 
+    // Written under `mutex`; read without it by the worker's loop, where a stale true only
+    // lets the worker take one more turn.
     std::atomic<bool> running{false};
 
 private:
@@ -173,9 +174,9 @@ private:
     void DetachThread();
 
     const std::string name;  // the pool's name when the worker was made; kept, nothing reads it
-    std::shared_ptr<std::thread> thread;
-    std::mutex mutex;  // guards `thread` and the writes of running and joining
-    std::atomic<bool> joining{false};
+    std::shared_ptr<std::thread> thread;  // guarded by mutex
+    std::mutex mutex;                     // guards `thread` and the writes of running and joining
+    std::atomic<bool> joining{false};     // guarded by mutex
 };
 
 void Worker::Start(std::shared_ptr<ThreadPool> pool) {
@@ -274,6 +275,8 @@ bool ThreadPool::SubmitTask(std::function<void()>& task) {
     if (isShutdown) {
         return false;
     }
+    // threadCount without workersMutex: StartWorkerForWaitingTasks tests it again under the
+    // lock, so a stale count costs a lock at most.
     if (queueCapacity != SIZE_MAX && threadCount == 0) {
         // Only after a refused thread start can tasks wait with no thread to run them; a full
         // bounded queue would then block the Push below for good.
@@ -282,6 +285,7 @@ bool ThreadPool::SubmitTask(std::function<void()>& task) {
     const bool queued = queue->Push(task, 0);
     AddWorker();
     // Strictly more than ten times warnThreads; a product beyond size_t exceeds every count.
+    // Read without workersMutex: the count only decides whether a warning is written.
     const size_t threads = threadCount;
     if (warnThreads <= SIZE_MAX / 10 && threads > warnThreads * 10) {
         ORVIK_LOG(LOG_LEVEL_WARN, "PoolName:%s,PendingTaskNumber:%s; RunningThreadNumber:%s",
@@ -292,6 +296,9 @@ bool ThreadPool::SubmitTask(std::function<void()>& task) {
 }
 
 bool ThreadPool::AddWorker() {
+    // Without workersMutex first: a pool at its limit, the common case, needs no lock. A count
+    // that a retiring worker is about to lower is safe: RetireWorker uncounts itself before it
+    // reads the queue, so it sees the task just pushed and runs on.
     if (threadCount >= maxThreads) {
         return true;
     }
@@ -370,6 +377,8 @@ bool ThreadPool::RemoveWorker(const std::shared_ptr<Worker>& worker) {
 }
 
 void ThreadPool::NotifyTaskTaken() {
+    // Without waitMutex: a Wait counts itself under the lock before it tests the queue, which
+    // has shrunk already, so a Wait that this read misses does not sleep on this change.
     if (taskTakenWaiters == 0) {
         return;
     }
@@ -432,6 +441,8 @@ void ThreadPool::SetName(const std::string& newName) {
 }
 
 bool ThreadPool::IsShuntDown() const {
+    // Without submitMutex, which Shutdown holds while it waits: the flag only ever turns true,
+    // so the answer is at most a moment late.
     return isShutdown;
 }
 

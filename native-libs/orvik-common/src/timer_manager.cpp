@@ -17,8 +17,8 @@
 namespace orvik {
 namespace {
 
-// Set by the public setters of Timer, so that a pass after a direct write re-reads every
-// timer instead of trusting the due times it keeps.
+// Set by the public setters of Timer, without the manager's mutex, so that a pass after a
+// direct write re-reads every timer instead of trusting the due times it keeps.
 std::atomic<bool> timerFieldsWrittenDirectly{false};
 
 // The longest single wait of the manager's thread. Longer waits (a clock set back by years)
@@ -111,6 +111,8 @@ public:
 
     // The start of a pass: takes waiting updates over and puts every entry in its place.
     void Settle() {
+        // The relaxed peek spares the exchange on most passes; a direct write that it does not
+        // see yet is taken over by a later pass, as one made just after this pass would be.
         if (updatesWaiting || (timerFieldsWrittenDirectly.load(std::memory_order_relaxed) &&
                                timerFieldsWrittenDirectly.exchange(false))) {
             Resort();
@@ -300,6 +302,8 @@ TimerManager::~TimerManager() {
 }
 
 void TimerManager::Start() {
+    // Without the lock first: a running manager needs nothing, and a false answer is tested
+    // again under the lock.
     if (running.load()) {
         return;
     }

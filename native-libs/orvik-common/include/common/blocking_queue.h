@@ -86,14 +86,14 @@ private:
     static void UnlockAndWake(std::unique_lock<std::mutex>& lock,
                               std::condition_variable& condition, Sleepers& sleepers);
 
-    std::mutex mutex;
+    std::mutex mutex;  // guards items, halted and the two Sleepers
     const size_t capacity;
-    std::deque<T> items;
+    std::deque<T> items;  // guarded by mutex
     std::condition_variable notFull;
     std::condition_variable notEmpty;
-    bool halted = false;
-    Sleepers pushWaiters;  // asleep on notFull
-    Sleepers popWaiters;   // asleep on notEmpty
+    bool halted = false;   // guarded by mutex
+    Sleepers pushWaiters;  // guarded by mutex; asleep on notFull
+    Sleepers popWaiters;   // guarded by mutex; asleep on notEmpty
 };
 
 // The members are defined out of line and not inline: for the published instantiation the

@@ -63,10 +63,12 @@ private:
     // Writes one line; counts a failure instead of throwing.
     bool AppendLine(const std::string& line);
 
-    mutable std::mutex fileMutex;
+    mutable std::mutex fileMutex;    // guards file, filePath and syncEachRecord
     std::unique_ptr<OpenFile> file;  // guarded by fileMutex
     std::string filePath;            // guarded by fileMutex
     bool syncEachRecord;             // guarded by fileMutex
+    // Counted under fileMutex, read without it: an atomic, so a reader gets a count that was
+    // true at some moment.
     std::atomic<std::uint64_t> writeFailures;
 };
 

@@ -39,9 +39,9 @@ public:
 
 private:
     std::condition_variable condition;
-    bool released = false;
-    std::mutex mutex;
-    unsigned int count;
+    bool released = false;  // guarded by mutex
+    std::mutex mutex;       // guards released and count
+    unsigned int count;     // guarded by mutex
 };
 
 // A parking gate. CountOut hands out one wake-up, CountAll opens the gate for good.
@@ -70,11 +70,11 @@ public:
     unsigned int GetCount();
 
 private:
-    std::mutex mutex;
+    std::mutex mutex;  // guards wakeAll, wakeOne and count
     std::condition_variable condition;
-    bool wakeAll = false;
-    bool wakeOne = false;
-    unsigned int count;
+    bool wakeAll = false;  // guarded by mutex
+    bool wakeOne = false;  // guarded by mutex
+    unsigned int count;    // guarded by mutex
 };
 
 }  // namespace orvik

@@ -50,8 +50,8 @@ public:
     std::map<std::string, std::string> GetReportData();
 
 private:
-    std::map<std::string, std::string> reportInfo;
-    std::recursive_mutex mutex;
+    std::map<std::string, std::string> reportInfo;  // guarded by mutex
+    std::recursive_mutex mutex;                     // guards reportInfo
 };
 
 // The back-end that receives the records. Implemented outside the library (or use
@@ -104,10 +104,10 @@ private:
 
     friend bool SetReportEngine(std::shared_ptr<ReportEngine> engine);
 
-    bool enabled;
-    std::recursive_mutex mutex;
-    std::shared_ptr<ReportEngine> engine;
-    std::string storedText;
+    bool enabled;                          // guarded by mutex
+    std::recursive_mutex mutex;            // guards enabled, engine and storedText
+    std::shared_ptr<ReportEngine> engine;  // guarded by mutex
+    std::string storedText;                // guarded by mutex
 };
 
 // Installs the engine that Reporter holds. False, changing nothing, for an empty pointer or once

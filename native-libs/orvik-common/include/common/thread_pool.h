@@ -138,18 +138,20 @@ private:
 
     std::string name;
     const size_t maxThreads;
+    // Changed under workersMutex; read without it where a check is repeated under the lock or
+    // only feeds the warning line (see SubmitTask, AddWorker).
     std::atomic<size_t> threadCount{0};
     const size_t warnThreads;
     const size_t queueCapacity;
-    std::mutex submitMutex;
-    std::mutex workersMutex;
+    std::mutex submitMutex;   // orders SubmitTask against Shutdown; guards isShutdown's writes
+    std::mutex workersMutex;  // guards workers and the changes of threadCount
     std::condition_variable workersGone;
-    const std::shared_ptr<BlockingQueue<std::function<void()>>> queue;
-    std::vector<std::shared_ptr<Worker>> workers;
-    std::mutex waitMutex;
+    const std::shared_ptr<BlockingQueue<std::function<void()>>> queue;  // locks itself
+    std::vector<std::shared_ptr<Worker>> workers;                       // guarded by workersMutex
+    std::mutex waitMutex;  // guards the changes of taskTakenWaiters and the sleep on taskTaken
     std::condition_variable taskTaken;
-    std::atomic<size_t> taskTakenWaiters{0};
-    std::atomic<bool> isShutdown{false};
+    std::atomic<size_t> taskTakenWaiters{0};  // changed under waitMutex; read without it
+    std::atomic<bool> isShutdown{false};      // written under submitMutex; read without it
 };
 
 template <class F, class... Args>

@@ -13,9 +13,9 @@
 //
 // Callbacks run on the manager's thread, one at a time, in order of due time, with no lock of
 // the library held; a slow callback delays every other timer. (Right after TimerManager::Stop
-// the old thread may still finish a callback beside the new thread's; never two of one timer.) A callback may call every
-// member of every timer, its own included, and TimerManager::Stop. Stopping does not wait:
-// a callback may still be running, or about to run, when Stop returns.
+// the old thread may still finish a callback beside the new thread's; never two of one timer.) A
+// callback may call every member of every timer, its own included, and TimerManager::Stop. Stopping
+// does not wait: a callback may still be running, or about to run, when Stop returns.
 #ifndef ORVIK_COMMON_TIMER_MANAGER_H
 #define ORVIK_COMMON_TIMER_MANAGER_H
 
@@ -114,10 +114,10 @@ protected:
     std::function<void()> callback;
 
 private:
-    std::recursive_mutex mutex;  // guards the three fields below
-    unsigned long long expire;
-    unsigned long long updateExpire;
-    bool startState;
+    std::recursive_mutex mutex;       // guards the three fields below
+    unsigned long long expire;        // guarded by mutex
+    unsigned long long updateExpire;  // guarded by mutex
+    bool startState;                  // guarded by mutex
 };
 
 // A timer that runs a function object and shields the manager's thread from its exceptions.
@@ -196,11 +196,12 @@ private:
     // Internal: defined only in the library's source and not published.
     inline long long GetTimeoutValue();
 
-    std::unique_ptr<detail::TimerList> timers;
+    std::unique_ptr<detail::TimerList> timers;  // guarded by mutex
     std::recursive_mutex mutex;  // guards the list and every compound step on a timer
     std::condition_variable_any wake;
+    // Written under `mutex`; Start reads it once without the lock and again with it.
     std::atomic<bool> running;
-    std::shared_ptr<std::thread> thread;
+    std::shared_ptr<std::thread> thread;  // guarded by mutex
 
     // The thread that owns the loop (the last one launched); earlier threads leave at their
     // next turn. Written under `mutex`; read without it by a thread asking whether it is

@@ -39,7 +39,7 @@ namespace orvik::detail {
 // Guards FileUtils::WriteFile's table of per-file locks.
 extern std::mutex fileWriteMutex;
 
-// Serialises the two operations of NetworkGlobalOption.
+// Serialises the two operations of NetworkGlobalOption; guards what they store.
 extern std::recursive_mutex optionMutex;
 
 // The reporter's serial pool: one thread at most, an unbounded queue. Used only by Reporter,

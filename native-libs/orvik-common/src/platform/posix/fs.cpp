@@ -10,32 +10,21 @@
 #include <system_error>
 #include <vector>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik::platform {
 namespace {
 
-constexpr std::string_view kLongPathPrefix = "\\\\?\\";
-constexpr std::string_view kLongSharePrefix = "UNC\\";
-constexpr wchar_t kWideLongPathPrefix[] = L"\\\\?\\";
-constexpr wchar_t kWideLongSharePrefix[] = L"UNC\\";
+using detail::HasLongPathPrefix;
+using detail::HasUncMarker;
+using detail::IsSeparator;
+using detail::kDriveLength;
+using detail::StartsWithDrive;
+using detail::StartsWithDriveRoot;
+using detail::StartsWithTwoSeparators;
 
-template <class Char>
-bool IsSeparator(Char c) {
-    return c == Char('\\') || c == Char('/');
-}
-
-template <class Char>
-bool IsDriveLetter(Char c) {
-    return (c >= Char('A') && c <= Char('Z')) || (c >= Char('a') && c <= Char('z'));
-}
-
-// Whether `text` begins with a drive, "X:".
-template <class Char>
-bool HasDrive(std::basic_string_view<Char> text) {
-    return text.size() >= 2 && IsDriveLetter(text[0]) && text[1] == Char(':');
-}
-
+// The one drive there is here, "C:".
 template <class Char>
 bool IsTheDrive(Char letter) {
     return letter == Char('C') || letter == Char('c');
@@ -46,20 +35,20 @@ bool IsTheDrive(Char letter) {
 // system's calls read it.
 std::optional<std::string> PosixPathOf(std::string_view text) {
     text = text.substr(0, text.find('\0'));
-    if (text.substr(0, kLongPathPrefix.size()) == kLongPathPrefix) {
-        text.remove_prefix(kLongPathPrefix.size());
-        if (text.substr(0, kLongSharePrefix.size()) == kLongSharePrefix) {
+    if (HasLongPathPrefix(text)) {
+        text.remove_prefix(detail::kLongPathPrefix.size());
+        if (HasUncMarker(text)) {
             return std::nullopt;
         }
     }
-    if (text.size() >= 2 && IsSeparator(text[0]) && IsSeparator(text[1])) {
+    if (StartsWithTwoSeparators(text)) {
         return std::nullopt;  // a share, or a device namespace
     }
-    if (HasDrive(text)) {
+    if (StartsWithDrive(text)) {
         if (!IsTheDrive(text[0])) {
             return std::nullopt;
         }
-        text.remove_prefix(2);
+        text.remove_prefix(kDriveLength);
         if (text.empty()) {
             return std::string(".");  // "C:" is the working directory of the drive
         }
@@ -67,7 +56,7 @@ std::optional<std::string> PosixPathOf(std::string_view text) {
     // What remains is rooted ("\x": on the drive) or relative to the working directory.
     std::string posix(text);
     for (char& c : posix) {
-        if (c == '\\') {
+        if (c == detail::kSeparator) {
             c = '/';
         }
     }
@@ -105,11 +94,11 @@ std::wstring ResolveUnderRoot(std::wstring_view root, std::wstring_view rest, bo
 
     std::wstring full(root);
     for (const std::wstring_view component : components) {
-        full.push_back(L'\\');
+        full.push_back(wchar_t(detail::kSeparator));
         full.append(component);
     }
     if ((components.empty() && driveRoot) || (!rest.empty() && IsSeparator(rest.back()))) {
-        full.push_back(L'\\');
+        full.push_back(wchar_t(detail::kSeparator));
     }
     return full;
 }
@@ -132,11 +121,11 @@ std::size_t NamesLength(std::wstring_view text, int count) {
     return end;
 }
 
-// `head` followed by `names`, with "\" for each "/".
-std::wstring BackslashedRoot(std::wstring_view head, std::wstring_view names) {
-    std::wstring root(head);
+// `head` (one of the heads of windows_path_syntax.h) followed by `names`, with "\" for each "/".
+std::wstring BackslashedRoot(std::string_view head, std::wstring_view names) {
+    std::wstring root(head.begin(), head.end());
     for (const wchar_t c : names) {
-        root.push_back(c == L'/' ? L'\\' : c);
+        root.push_back(c == wchar_t(detail::kAltSeparator) ? wchar_t(detail::kSeparator) : c);
     }
     return root;
 }
@@ -151,8 +140,8 @@ std::string PathTextOfNative(const std::string& native) {
     if (!native.empty() && native[0] == '/') {
         return "C:" + native;
     }
-    const bool readAsRootOrDrive =
-        (!native.empty() && native[0] == '\\') || HasDrive(std::string_view(native));
+    const bool readAsRootOrDrive = (!native.empty() && native[0] == detail::kSeparator) ||
+                                   StartsWithDrive(std::string_view(native));
     return readAsRootOrDrive ? "./" + native : native;
 }
 
@@ -184,59 +173,91 @@ std::optional<std::wstring> CurrentDirectory() {
     buffer.resize(buffer.find('\0'));
     for (char& c : buffer) {
         if (c == '/') {
-            c = '\\';
+            c = detail::kSeparator;
         }
     }
     return Utf8ToWide("C:" + buffer);
 }
 
+namespace {
+
+// The full forms of the four kinds of path text that FullPathName tells apart; the text is not
+// empty. Each resolves "." and ".." under its root, which they never climb above.
+
+// "\\?\..." : the long forms keep their prefix. The share form "\\?\UNC\server\share\..." keeps
+// "UNC\server\share" as its root, any other its first name ("\\?\C:\...").
+std::wstring FullLongForm(std::wstring_view text) {
+    const std::wstring_view behind = text.substr(detail::kLongPathPrefix.size());
+    const bool share = HasUncMarker(behind);
+    const std::size_t uncLength = detail::kUncMarker.size();
+    const std::size_t rootLength =
+        share ? uncLength + NamesLength(behind.substr(uncLength), 2) : NamesLength(behind, 1);
+    return ResolveUnderRoot(BackslashedRoot(detail::kLongPathPrefix, behind.substr(0, rootLength)),
+                            behind.substr(rootLength), !share);
+}
+
+// "\\server\share\..." (either separator): the root is the share, written with backslashes.
+std::wstring FullShareForm(std::wstring_view text) {
+    const std::size_t shareLength = detail::kSharePrefix.size();
+    const std::size_t rootLength = shareLength + NamesLength(text.substr(shareLength), 2);
+    return ResolveUnderRoot(
+        BackslashedRoot(detail::kSharePrefix, text.substr(shareLength, rootLength - shareLength)),
+        text.substr(rootLength), false);
+}
+
+// "X:\...": the root is the drive.
+std::wstring FullDriveRootedForm(std::wstring_view text) {
+    return ResolveUnderRoot(text.substr(0, kDriveLength), text.substr(kDriveLength), true);
+}
+
+// The relative forms: "x" and "C:x" against the working directory (another drive's own
+// working directory is its root), "\x" against the root of the working directory. Nothing
+// when the working directory is unknown.
+std::optional<std::wstring> FullRelativeForm(std::wstring_view text) {
+    const bool hasDrive = StartsWithDrive(text);
+    const std::wstring_view rest = hasDrive ? text.substr(kDriveLength) : text;
+    std::wstring base;
+    if (hasDrive && !IsTheDrive(text[0])) {
+        base = text.substr(0, kDriveLength);
+    } else {
+        std::optional<std::wstring> directory = CurrentDirectory();
+        if (!directory) {
+            return std::nullopt;
+        }
+        base = IsSeparator(text[0]) ? directory->substr(0, kDriveLength) : std::move(*directory);
+    }
+    if (!rest.empty()) {
+        base.push_back(wchar_t(detail::kSeparator));
+        base.append(rest);
+    }
+    return ResolveUnderRoot(std::wstring_view(base).substr(0, kDriveLength),
+                            std::wstring_view(base).substr(kDriveLength), true);
+}
+
+// The full form of `text`, which is not empty, by its kind.
+std::optional<std::wstring> FullFormOf(std::wstring_view text) {
+    if (HasLongPathPrefix(text)) {
+        return FullLongForm(text);
+    }
+    if (StartsWithTwoSeparators(text)) {
+        return FullShareForm(text);
+    }
+    if (StartsWithDriveRoot(text)) {
+        return FullDriveRootedForm(text);
+    }
+    return FullRelativeForm(text);
+}
+
+}  // namespace
+
 std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t capacity) {
-    std::wstring_view text(path.c_str());
+    const std::wstring_view text(path.c_str());
     if (text.empty()) {
         return std::nullopt;
     }
-
-    std::wstring full;
-    const std::wstring_view longPrefix(kWideLongPathPrefix);
-    const std::wstring_view longSharePrefix(kWideLongSharePrefix);
-    if (text.substr(0, longPrefix.size()) == longPrefix) {
-        // Long forms keep their prefix; the share form keeps "UNC\server\share" as its root.
-        const std::wstring_view behind = text.substr(longPrefix.size());
-        const bool share = behind.substr(0, longSharePrefix.size()) == longSharePrefix;
-        const std::size_t rootLength =
-            share ? longSharePrefix.size() + NamesLength(behind.substr(longSharePrefix.size()), 2)
-                  : NamesLength(behind, 1);
-        full = ResolveUnderRoot(BackslashedRoot(longPrefix, behind.substr(0, rootLength)),
-                                behind.substr(rootLength), !share);
-    } else if (text.size() >= 2 && IsSeparator(text[0]) && IsSeparator(text[1])) {
-        const std::size_t rootLength = 2 + NamesLength(text.substr(2), 2);
-        full = ResolveUnderRoot(BackslashedRoot(L"\\\\", text.substr(2, rootLength - 2)),
-                                text.substr(rootLength), false);
-    } else if (HasDrive(text) && text.size() > 2 && IsSeparator(text[2])) {
-        full = ResolveUnderRoot(text.substr(0, 2), text.substr(2), true);
-    } else {
-        // Relative forms: "x" and "C:x" against the working directory (another drive's own
-        // working directory is its root), "\x" against the root of the working directory.
-        const std::wstring_view rest = HasDrive(text) ? text.substr(2) : text;
-        std::wstring base;
-        if (HasDrive(text) && !IsTheDrive(text[0])) {
-            base = text.substr(0, 2);
-        } else {
-            std::optional<std::wstring> directory = CurrentDirectory();
-            if (!directory) {
-                return std::nullopt;
-            }
-            base = IsSeparator(text[0]) ? directory->substr(0, 2) : std::move(*directory);
-        }
-        if (!rest.empty()) {
-            base.push_back(L'\\');
-            base.append(rest);
-        }
-        full = ResolveUnderRoot(std::wstring_view(base).substr(0, 2),
-                                std::wstring_view(base).substr(2), true);
-    }
-
-    if (full.size() + 1 > capacity) {
+    std::optional<std::wstring> full = FullFormOf(text);
+    // The capacity counts a terminator; a result that does not fit gives the empty text.
+    if (full && full->size() + 1 > capacity) {
         return std::wstring();
     }
     return full;

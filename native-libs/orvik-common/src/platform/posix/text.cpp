@@ -4,8 +4,8 @@
 #include <cwchar>
 #include <stdexcept>
 
-#include "platform/platform.h"
 #include "internal/unicode.h"
+#include "platform/platform.h"
 
 namespace orvik::platform {
 
@@ -32,33 +32,37 @@ public:
 
     std::codecvt_base::result Decode(std::string_view bytes, std::wstring& out) const override {
         // One wide character per byte is the most any locale decodes to.
-        out.assign(bytes.size(), L'\0');
-        std::mbstate_t state{};
-        const char* fromNext = nullptr;
-        wchar_t* toNext = nullptr;
-        const std::codecvt_base::result result =
-            facet_.in(state, bytes.data(), bytes.data() + bytes.size(), fromNext, out.data(),
-                      out.data() + out.size(), toNext);
-        out.resize(static_cast<std::size_t>(toNext - out.data()));
-        return result;
+        return ConvertWhole(bytes, bytes.size(), out,
+                            [this](auto&&... step) { return facet_.in(step...); });
     }
 
     std::codecvt_base::result Encode(std::wstring_view wide, std::string& out) const override {
-        out.assign(static_cast<std::size_t>(MaxLength()) * wide.size(), '\0');
-        std::mbstate_t state{};
-        const wchar_t* fromNext = nullptr;
-        char* toNext = nullptr;
-        const std::codecvt_base::result result =
-            facet_.out(state, wide.data(), wide.data() + wide.size(), fromNext, out.data(),
-                       out.data() + out.size(), toNext);
-        out.resize(static_cast<std::size_t>(toNext - out.data()));
-        return result;
+        return ConvertWhole(wide, static_cast<std::size_t>(MaxLength()) * wide.size(), out,
+                            [this](auto&&... step) { return facet_.out(step...); });
     }
 
     int MaxLength() const override { return facet_.max_length(); }
 
 private:
     using Facet = std::codecvt<wchar_t, char, std::mbstate_t>;
+
+    // Runs `step` (the facet's `in` or `out`, with its arguments) over all of `from`, into
+    // `out` made `room` characters long, then cut to what the step wrote.
+    template <class From, class To, class Step>
+    static std::codecvt_base::result ConvertWhole(std::basic_string_view<From> from,
+                                                  std::size_t room, std::basic_string<To>& out,
+                                                  Step step) {
+        out.assign(room, To());
+        std::mbstate_t state{};
+        const From* fromNext = nullptr;
+        To* toNext = nullptr;
+        const std::codecvt_base::result result =
+            step(state, from.data(), from.data() + from.size(), fromNext, out.data(),
+                 out.data() + out.size(), toNext);
+        out.resize(static_cast<std::size_t>(toNext - out.data()));
+        return result;
+    }
+
     const std::locale locale_;
     const Facet& facet_;
 };

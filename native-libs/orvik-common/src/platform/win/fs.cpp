@@ -11,8 +11,10 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <string_view>
 #include <utility>
 
+#include "internal/windows_path_syntax.h"
 #include "platform/platform.h"
 
 namespace orvik::platform {
@@ -23,10 +25,10 @@ namespace {
 // "C:\x"); turning the separators first gives the Windows reading there too.
 template <class Char>
 std::basic_string<Char> WithBackslashes(const std::basic_string<Char>& path) {
-    static constexpr Char kLongPrefix[] = {'\\', '\\', '?', '\\', '\0'};
     std::basic_string<Char> turned(path);
-    if (turned.compare(0, 4, kLongPrefix) != 0) {
-        std::replace(turned.begin(), turned.end(), Char('/'), Char('\\'));
+    if (!detail::HasLongPathPrefix(std::basic_string_view<Char>(turned))) {
+        std::replace(turned.begin(), turned.end(), Char(detail::kAltSeparator),
+                     Char(detail::kSeparator));
     }
     return turned;
 }
@@ -84,8 +86,10 @@ std::optional<std::wstring> FullPathName(const std::wstring& path, std::size_t c
     full.resize(length);
     // A bare drive ("C:") names that drive's working directory, which comes back as is; Wine
     // adds a separator to it, which only a root may end with.
-    const bool bareDrive = path.size() == 2 && path[1] == L':';
-    if (bareDrive && full.size() > 3 && full.back() == L'\\') {
+    // The system takes any character before the colon for a drive here, not letters alone.
+    const bool bareDrive =
+        path.size() == detail::kDriveLength && path[1] == wchar_t(detail::kDriveColon);
+    if (bareDrive && full.size() > 3 && full.back() == wchar_t(detail::kSeparator)) {
         full.pop_back();
     }
     return full;
