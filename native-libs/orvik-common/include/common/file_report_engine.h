@@ -60,13 +60,9 @@ public:
 private:
     class OpenFile;
 
-    // Writes one line; counts a failure instead of throwing.
-    bool AppendLine(const std::string& line);
-
     mutable std::mutex fileMutex;
-    std::unique_ptr<OpenFile> file;  // guarded by fileMutex
+    std::shared_ptr<OpenFile> file;  // guarded by fileMutex
     std::string filePath;            // guarded by fileMutex
-    bool syncEachRecord;             // guarded by fileMutex
     std::atomic<std::uint64_t> writeFailures;
 };
 
