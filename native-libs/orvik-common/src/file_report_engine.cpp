@@ -90,8 +90,8 @@ constexpr std::size_t kMostHeldBytes = 64 * 1024;
 // the held text grows long); with per-record sync, or on any other thread, each line is
 // written at once. Shared with the reporter's registry of held output, which may write it
 // from another thread, so it has a lock of its own.
-class FileReportEngine::OpenFile : public detail::HeldOutput,
-                                   public std::enable_shared_from_this<OpenFile> {
+class FileReportEngine::OpenFile final : public detail::HeldOutput,
+                                         public std::enable_shared_from_this<OpenFile> {
 public:
     OpenFile(std::unique_ptr<platform::AppendOnlyFile> handle, bool syncEachRecord,
              std::atomic<std::uint64_t>& failures)

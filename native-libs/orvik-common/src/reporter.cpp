@@ -39,9 +39,13 @@ thread_local bool deliveringReport = false;
 // counts a record that will not come.
 std::atomic<long long> reportsQueued{0};
 
-// Output that engines hold back until the queue goes idle.
-std::mutex heldOutputsMutex;
-std::vector<std::weak_ptr<detail::HeldOutput>> heldOutputs;  // guarded by heldOutputsMutex
+// Output that engines hold back until the queue goes idle. Never destroyed: the reporter
+// thread may still be delivering while the process exits.
+struct HeldOutputs {
+    std::mutex mutex;
+    std::vector<std::weak_ptr<detail::HeldOutput>> outputs;  // guarded by mutex
+};
+detail::NeverDestroyed<HeldOutputs> heldOutputs;
 
 // One record on its way to the engine, packed into one piece of text on the caller's thread
 // and unpacked into a fresh map on the reporter's. The nodes of a map never pass between the
@@ -50,8 +54,8 @@ std::vector<std::weak_ptr<detail::HeldOutput>> heldOutputs;  // guarded by heldO
 // that carries the record, not the record.
 class QueuedReport {
 public:
-    QueuedReport(std::shared_ptr<ReportEngine> engine, const std::map<std::string, std::string>& data,
-                 const std::string& tag)
+    QueuedReport(std::shared_ptr<ReportEngine> engine,
+                 const std::map<std::string, std::string>& data, const std::string& tag)
         : engine_(std::move(engine)), fields_(data.size()) {
         std::size_t size = Measure(tag);
         for (const auto& [key, value] : data) {
@@ -78,7 +82,9 @@ public:
     }
 
 private:
-    static std::size_t Measure(const std::string& text) { return sizeof(std::size_t) + text.size(); }
+    static std::size_t Measure(const std::string& text) {
+        return sizeof(std::size_t) + text.size();
+    }
 
     void Pack(const std::string& text) {
         const std::size_t length = text.size();
@@ -140,15 +146,15 @@ bool ReportsQueuedBehind() {
 }
 
 void WriteWhenIdle(std::weak_ptr<HeldOutput> output) {
-    std::lock_guard<std::mutex> lock(heldOutputsMutex);
-    heldOutputs.push_back(std::move(output));
+    std::lock_guard<std::mutex> lock(heldOutputs->mutex);
+    heldOutputs->outputs.push_back(std::move(output));
 }
 
 void WriteHeldOutputs() {
     std::vector<std::weak_ptr<HeldOutput>> outputs;
     {
-        std::lock_guard<std::mutex> lock(heldOutputsMutex);
-        outputs.swap(heldOutputs);
+        std::lock_guard<std::mutex> lock(heldOutputs->mutex);
+        outputs.swap(heldOutputs->outputs);
     }
     for (const auto& output : outputs) {
         if (const std::shared_ptr<HeldOutput> held = output.lock()) {

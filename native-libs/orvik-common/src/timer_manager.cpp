@@ -127,9 +127,8 @@ public:
         // Ranking first among the entries due at `due`, the entry goes where the previous one
         // rescheduled to that time went, right before it; or, often, after every entry. A
         // right hint spares the search through the whole map; a wrong one costs nothing more.
-        const auto hint = rescheduled != byDue.end() && rescheduled->first.due == due
-                              ? rescheduled
-                              : byDue.end();
+        const auto hint =
+            rescheduled != byDue.end() && rescheduled->first.due == due ? rescheduled : byDue.end();
         rescheduled = byDue.insert(hint, std::move(node));
         frontRun.assign(1, &rescheduled->first);
     }
