@@ -149,12 +149,31 @@ private:
         if (held_.empty()) {
             return;
         }
-        if ((!handle_->Append(held_) || (syncEachRecord_ && !handle_->SyncToDisk())) &&
-            failures_ != nullptr) {
-            *failures_ += heldLines_;
+        std::uint64_t failed = 0;
+        if (!handle_->Append(held_)) {
+            // The run did not fit as a whole (a full disk, say): each line gets a try of its
+            // own, as when every record was written by itself.
+            failed = heldLines_ == 1 ? 1 : AppendLineByLine();
+        } else if (syncEachRecord_ && !handle_->SyncToDisk()) {
+            failed = heldLines_;
+        }
+        if (failed != 0 && failures_ != nullptr) {
+            *failures_ += failed;
         }
         held_.clear();
         heldLines_ = 0;
+    }
+
+    // Appends the held lines one by one; how many failed.
+    std::uint64_t AppendLineByLine() {
+        std::uint64_t failed = 0;
+        std::string_view rest(held_);
+        while (!rest.empty()) {
+            const std::size_t length = rest.find('\n') + 1;  // escaped text holds no raw "\n"
+            failed += handle_->Append(rest.substr(0, length)) ? 0 : 1;
+            rest.remove_prefix(length);
+        }
+        return failed;
     }
 
     std::mutex mutex_;

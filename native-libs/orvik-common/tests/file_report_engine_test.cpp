@@ -188,5 +188,34 @@ TEST(FileReportEngineTest, QueuedRecordsReachTheFileWholeAndInOrder) {
     EXPECT_EQ(engine->file.WriteFailures(), 0u);
 }
 
+// A run that meets a full disk loses only the lines that do not fit: each gets a try of its
+// own, none is cut, and every loss is counted.
+TEST(FileReportEngineTest, QueuedRunThatMeetsAFullDiskKeepsTheLinesThatFit) {
+    TempDirectory dir;
+    auto engine = std::make_shared<GatedEngine>();
+    ASSERT_TRUE(SetReportEngine(engine));
+    Reporter::GetInstance().Enable(true, false, "", "full", "", "", "", dir.Windows());
+    const auto file = dir.Native() / "full.jsonl";
+    Reporter::GetInstance().Report({}, "gate1");
+    for (int i = 0; i < 20; ++i) {
+        Reporter::GetInstance().Report({{"v", std::string(100, 'v')}}, std::to_string(i));
+    }
+    if (!platform::LimitFileSizeForTesting(std::filesystem::file_size(file) + 1000)) {
+        engine->opened = 1;
+        GTEST_SKIP() << "this system cannot limit the size of a file";
+    }
+    engine->opened = 1;
+    EXPECT_TRUE(Reporter::GetInstance().Flush(0));
+    platform::LimitFileSizeForTesting(0);
+    const auto lines = ReadJsonLines(file);
+    ASSERT_GT(lines.size(), 2u);
+    ASSERT_LT(lines.size(), 22u);
+    EXPECT_EQ(engine->file.WriteFailures(), 22 - lines.size());
+    EXPECT_EQ(lines[1]["tag"], "gate1");
+    for (std::size_t i = 2; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i]["tag"], std::to_string(i - 2));
+    }
+}
+
 }  // namespace
 }  // namespace orvik
