@@ -12,7 +12,10 @@
 // Texts are escaped so that every line parses with a standard JSON parser: quotes,
 // backslashes and control characters are escaped, valid UTF-8 passes through, and each
 // invalid byte sequence becomes U+FFFD. With `engineOption` true every record reaches the disk
-// before Report returns; with false, flushing is left to the system.
+// before Report returns; with false, flushing is left to the system, and while Reporter has
+// more records queued behind the one it delivers, their lines are gathered and written
+// together: by the time Reporter's queue goes idle or Reporter::Flush returns, every line
+// delivered so far has been handed to the system.
 //
 // Thread-safety: all members may be called from any thread; one mutex serialises the file.
 // Write failures never throw: they are counted (WriteFailures).
