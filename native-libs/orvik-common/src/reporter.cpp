@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <functional>
 #include <future>
+#include <mutex>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "common/path.h"
 #include "common/thread_pool.h"
 #include "internal/internal_log.h"
 #include "internal/library_frame.h"
 #include "internal/never_destroyed.h"
+#include "internal/report_batch.h"
 
 namespace orvik {
 namespace {
@@ -30,15 +34,96 @@ std::atomic<bool> reporterUnloaded{false};
 // wait for its own delivery.
 thread_local bool deliveringReport = false;
 
-// The report task: runs on the reporter pool's worker, outside every lock of Reporter. The
-// engine pointer keeps the engine alive until the task has ended.
-void DeliverReport(const std::shared_ptr<ReportEngine>& engine,
-                   const std::map<std::string, std::string>& data, const std::string& tag) {
-    struct Marker {
-        Marker() { deliveringReport = true; }
-        ~Marker() { deliveringReport = false; }
-    } marker;
-    engine->Report(data, tag);
+// Records queued for delivery and not yet taken up by the pool's worker. Raised before a record
+// is queued and lowered when its task begins (or when it could not be queued), so it never
+// counts a record that will not come.
+std::atomic<long long> reportsQueued{0};
+
+// Output that engines hold back until the queue goes idle. Never destroyed: the reporter
+// thread may still be delivering while the process exits.
+struct HeldOutputs {
+    std::mutex mutex;
+    std::vector<std::weak_ptr<detail::HeldOutput>> outputs;  // guarded by mutex
+};
+detail::NeverDestroyed<HeldOutputs> heldOutputs;
+
+// One record on its way to the engine, packed into one piece of text on the caller's thread
+// and unpacked into a fresh map on the reporter's. The nodes of a map never pass between the
+// threads: reading them on the other core and freeing them there cost more than packing and
+// rebuilding, and the caller's allocations stay on its own thread. The pool copies the task
+// that carries the record, not the record.
+class QueuedReport {
+public:
+    QueuedReport(std::shared_ptr<ReportEngine> engine,
+                 const std::map<std::string, std::string>& data, const std::string& tag)
+        : engine_(std::move(engine)), fields_(data.size()) {
+        std::size_t size = Measure(tag);
+        for (const auto& [key, value] : data) {
+            size += Measure(key) + Measure(value);
+        }
+        packed_.reserve(size);
+        Pack(tag);
+        for (const auto& [key, value] : data) {
+            Pack(key);
+            Pack(value);
+        }
+    }
+
+    // Hands the record to the engine; called once.
+    void Deliver() {
+        std::size_t at = 0;
+        std::string tag = Unpack(at);
+        std::map<std::string, std::string> data;
+        for (std::size_t i = 0; i < fields_; ++i) {
+            std::string key = Unpack(at);
+            data.emplace_hint(data.end(), std::move(key), Unpack(at));  // packed in key order
+        }
+        engine_->Report(std::move(data), std::move(tag));
+    }
+
+private:
+    static std::size_t Measure(const std::string& text) {
+        return sizeof(std::size_t) + text.size();
+    }
+
+    void Pack(const std::string& text) {
+        const std::size_t length = text.size();
+        packed_.append(reinterpret_cast<const char*>(&length), sizeof length);
+        packed_.append(text);
+    }
+
+    std::string Unpack(std::size_t& at) const {
+        std::size_t length;
+        std::memcpy(&length, packed_.data() + at, sizeof length);
+        at += sizeof length;
+        std::string text(packed_, at, length);
+        at += length;
+        return text;
+    }
+
+    // Keeps the engine alive until the task has ended.
+    const std::shared_ptr<ReportEngine> engine_;
+    const std::size_t fields_;
+    std::string packed_;  // the tag, then each key and value, each after its length
+};
+
+// The report task: runs on the reporter pool's worker, outside every lock of Reporter.
+void DeliverReport(QueuedReport& record) {
+    reportsQueued.fetch_sub(1, std::memory_order_acq_rel);
+    {
+        struct Marker {
+            Marker() { deliveringReport = true; }
+            ~Marker() { deliveringReport = false; }
+        } marker;
+        try {
+            record.Deliver();
+        } catch (...) {
+            // An engine's failure is its own; the next record is still delivered.
+        }
+    }
+    if (reportsQueued.load(std::memory_order_acquire) <= 0) {
+        detail::WriteHeldOutputs();
+    }
 }
 
 // Queues `task` on the reporter pool. A refused thread start does not reach the caller: the
@@ -53,6 +138,32 @@ bool SubmitToReporterPool(std::function<void()> task) {
 }
 
 }  // namespace
+
+namespace detail {
+
+bool ReportsQueuedBehind() {
+    return deliveringReport && reportsQueued.load(std::memory_order_acquire) > 0;
+}
+
+void WriteWhenIdle(std::weak_ptr<HeldOutput> output) {
+    std::lock_guard<std::mutex> lock(heldOutputs->mutex);
+    heldOutputs->outputs.push_back(std::move(output));
+}
+
+void WriteHeldOutputs() {
+    std::vector<std::weak_ptr<HeldOutput>> outputs;
+    {
+        std::lock_guard<std::mutex> lock(heldOutputs->mutex);
+        outputs.swap(heldOutputs->outputs);
+    }
+    for (const auto& output : outputs) {
+        if (const std::shared_ptr<HeldOutput> held = output.lock()) {
+            held->WriteHeld();
+        }
+    }
+}
+
+}  // namespace detail
 
 ReporterData::ReporterData() = default;
 ReporterData::~ReporterData() = default;
@@ -97,6 +208,7 @@ Reporter& Reporter::GetInstance() {
         reporterUnloaded.store(true);
         reporter.storedText.clear();
         reporter.engine.reset();
+        detail::WriteHeldOutputs();
     });
     return *instance;
 }
@@ -139,14 +251,19 @@ void Reporter::Report(std::map<std::string, std::string> data, std::string tag) 
     try {
         data[kSdkTypeKey] = kSdkTypeValue;
         data[kSdkNameKey] = kSdkNameValue;
-        // Delivery failures stay inside the task; nothing of it reaches the caller.
-        SubmitToReporterPool([engine = engine, data = std::move(data), tag = std::move(tag)] {
-            try {
-                DeliverReport(engine, data, tag);
-            } catch (...) {
-                // An engine's failure is its own; the next record is still delivered.
-            }
-        });
+        auto record = std::make_shared<QueuedReport>(engine, data, tag);
+        reportsQueued.fetch_add(1, std::memory_order_acq_rel);
+        bool queued = false;
+        try {
+            // Delivery failures stay inside the task; nothing of it reaches the caller.
+            queued = SubmitToReporterPool([record] { DeliverReport(*record); });
+        } catch (...) {
+            reportsQueued.fetch_sub(1, std::memory_order_acq_rel);
+            throw;
+        }
+        if (!queued) {
+            reportsQueued.fetch_sub(1, std::memory_order_acq_rel);
+        }
     } catch (const std::exception&) {
         // Out of memory while copying the record: it is lost, as a record the engine refused.
     }
@@ -164,9 +281,13 @@ bool Reporter::Flush(unsigned long long timeoutMs) {
         }
         // The pool runs one task at a time in submission order: once this marker has run,
         // every record queued before it has been handed to the engine.
+        // Output held back for records behind the marker is written before it reports.
         auto marker = std::make_shared<std::promise<void>>();
         delivered = marker->get_future();
-        if (!SubmitToReporterPool([marker] { marker->set_value(); })) {
+        if (!SubmitToReporterPool([marker] {
+                detail::WriteHeldOutputs();
+                marker->set_value();
+            })) {
             return false;
         }
         if (detail::reporterPool->GetRunningThreadNumber() == 0) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "common/path.h"
@@ -105,6 +106,115 @@ TEST(FileReportEngineTest, RecordThatMeetsAFullDiskLeavesNoFragment) {
     const auto lines = ReadJsonLines(file);
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[2]["fields"]["k"], "after");
+}
+
+// Records that queue up behind slow ones reach the file in one run, whole and in order: by the
+// time a Flush returns, even with records queued behind it, and without a Flush once the queue
+// has gone idle, even when the last record went to another engine.
+class GatedEngine : public ReportEngine {
+public:
+    void Report(std::map<std::string, std::string> data, std::string tag) override {
+        const int gate = tag == "gate1" ? 1 : tag == "gate2" ? 2 : 0;
+        while (opened < gate) {
+            platform::SleepFor(std::chrono::milliseconds(1));
+        }
+        if (tag != "elsewhere") {
+            file.Report(std::move(data), std::move(tag));
+        }
+    }
+    bool Init(std::string name, bool option, std::string a, std::string b, std::string c,
+              std::string path) override {
+        return file.Init(name, option, a, b, c, path);
+    }
+    FileReportEngine file;
+    std::atomic<int> opened{0};
+};
+
+TEST(FileReportEngineTest, QueuedRecordsReachTheFileWholeAndInOrder) {
+    TempDirectory dir;
+    auto engine = std::make_shared<GatedEngine>();
+    ASSERT_TRUE(SetReportEngine(engine));
+    Reporter::GetInstance().Enable(true, false, "", "burst", "", "", "", dir.Windows());
+    const auto file = dir.Native() / "burst.jsonl";
+    const auto completeLines = [&] {
+        std::ifstream in(file, std::ios::binary);
+        std::size_t count = 0;
+        for (char c; in.get(c);) {
+            count += c == '\n';
+        }
+        return count;
+    };
+    // Each run is a gate and 300 records with long values, more than one write's worth.
+    const auto queueRun = [](const std::string& gate, int from) {
+        Reporter::GetInstance().Report({}, gate);
+        for (int i = from; i < from + 300; ++i) {
+            Reporter::GetInstance().Report({{"v", std::string(250, 'v')}}, std::to_string(i));
+        }
+    };
+    const auto expectRun = [](const std::vector<json>& lines, std::size_t at,
+                              const std::string& gate, int from) {
+        ASSERT_GE(lines.size(), at + 301);
+        EXPECT_EQ(lines[at]["tag"], gate);
+        for (int i = 0; i < 300; ++i) {
+            ASSERT_EQ(lines[at + 1 + i]["tag"], std::to_string(from + i));
+        }
+    };
+    queueRun("gate1", 0);
+    std::atomic<bool> flushed{false};
+    std::thread flusher([&] { flushed = Reporter::GetInstance().Flush(0); });
+    platform::SleepFor(std::chrono::milliseconds(100));  // the flush queues first, mostly
+    queueRun("gate2", 300);
+    Reporter::GetInstance().Report({}, "elsewhere");
+    engine->opened = 1;
+    const auto deadline = platform::SteadyClockNow() + std::chrono::seconds(20);
+    while (!flushed && platform::SteadyClockNow() < deadline) {
+        platform::SleepFor(std::chrono::milliseconds(1));
+    }
+    if (flushed) {  // gate2 holds the records behind the flush back
+        const auto lines = ReadJsonLines(file);
+        EXPECT_EQ(lines.size(), 302u);
+        expectRun(lines, 1, "gate1", 0);
+    }
+    engine->opened = 2;
+    flusher.join();
+    EXPECT_TRUE(flushed);
+    while (completeLines() < 603 && platform::SteadyClockNow() < deadline) {
+        platform::SleepFor(std::chrono::milliseconds(10));
+    }
+    const auto lines = ReadJsonLines(file);
+    ASSERT_EQ(lines.size(), 603u);
+    expectRun(lines, 1, "gate1", 0);
+    expectRun(lines, 302, "gate2", 300);
+    EXPECT_EQ(engine->file.WriteFailures(), 0u);
+}
+
+// A run that meets a full disk loses only the lines that do not fit: each gets a try of its
+// own, none is cut, and every loss is counted.
+TEST(FileReportEngineTest, QueuedRunThatMeetsAFullDiskKeepsTheLinesThatFit) {
+    TempDirectory dir;
+    auto engine = std::make_shared<GatedEngine>();
+    ASSERT_TRUE(SetReportEngine(engine));
+    Reporter::GetInstance().Enable(true, false, "", "full", "", "", "", dir.Windows());
+    const auto file = dir.Native() / "full.jsonl";
+    Reporter::GetInstance().Report({}, "gate1");
+    for (int i = 0; i < 20; ++i) {
+        Reporter::GetInstance().Report({{"v", std::string(100, 'v')}}, std::to_string(i));
+    }
+    if (!platform::LimitFileSizeForTesting(std::filesystem::file_size(file) + 1000)) {
+        engine->opened = 1;
+        GTEST_SKIP() << "this system cannot limit the size of a file";
+    }
+    engine->opened = 1;
+    EXPECT_TRUE(Reporter::GetInstance().Flush(0));
+    platform::LimitFileSizeForTesting(0);
+    const auto lines = ReadJsonLines(file);
+    ASSERT_GT(lines.size(), 2u);
+    ASSERT_LT(lines.size(), 22u);
+    EXPECT_EQ(engine->file.WriteFailures(), 22 - lines.size());
+    EXPECT_EQ(lines[1]["tag"], "gate1");
+    for (std::size_t i = 2; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i]["tag"], std::to_string(i - 2));
+    }
 }
 
 }  // namespace

@@ -12,7 +12,10 @@
 // Texts are escaped so that every line parses with a standard JSON parser: quotes,
 // backslashes and control characters are escaped, valid UTF-8 passes through, and each
 // invalid byte sequence becomes U+FFFD. With `engineOption` true every record reaches the disk
-// before Report returns; with false, flushing is left to the system.
+// before Report returns; with false, flushing is left to the system, and while Reporter has
+// more records queued behind the one it delivers, their lines are gathered and written
+// together: by the time Reporter's queue goes idle or Reporter::Flush returns, every line
+// delivered so far has been handed to the system.
 //
 // Thread-safety: all members may be called from any thread; one mutex serialises the file.
 // Write failures never throw: they are counted (WriteFailures).
@@ -60,15 +63,11 @@ public:
 private:
     class OpenFile;
 
-    // Writes one line; counts a failure instead of throwing.
-    bool AppendLine(const std::string& line);
-
-    mutable std::mutex fileMutex;    // guards file, filePath and syncEachRecord
-    std::unique_ptr<OpenFile> file;  // guarded by fileMutex
+    mutable std::mutex fileMutex;    // guards file and filePath
+    std::shared_ptr<OpenFile> file;  // guarded by fileMutex
     std::string filePath;            // guarded by fileMutex
-    bool syncEachRecord;             // guarded by fileMutex
-    // Counted under fileMutex, read without it: an atomic, so a reader gets a count that was
-    // true at some moment.
+    // Counted under fileMutex or the open file's own lock, read without either: an atomic, so
+    // a reader gets a count that was true at some moment.
     std::atomic<std::uint64_t> writeFailures;
 };
 

@@ -53,6 +53,12 @@ void SleepFor(std::chrono::nanoseconds duration);
 void WaitFor(std::condition_variable_any& condition, std::unique_lock<std::recursive_mutex>& lock,
              std::chrono::nanoseconds duration);
 
+// Asks the system to end the calling thread's timed waits as close to their deadline as it
+// can, instead of letting them run late to gather wake-ups (by some 50 microseconds on Linux).
+// For a thread whose waits are deadlines, such as the timer thread. Nothing where the system
+// has no such setting or already wakes on time.
+void WakeOnTimeForThisThread();
+
 // Breaks `secondsSinceEpoch` down into local calendar time (the system's time zone and its
 // daylight saving rules). Safe for concurrent callers. False if the system cannot represent
 // the time; `out` is then unspecified.

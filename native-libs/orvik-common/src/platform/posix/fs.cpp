@@ -331,17 +331,23 @@ public:
     PosixAppendOnlyFile& operator=(const PosixAppendOnlyFile&) = delete;
 
     bool Append(std::string_view bytes) override {
-        const off_t end = ::lseek(descriptor_, 0, SEEK_END);
         // write() may take less than asked, or be interrupted; O_APPEND puts each part at the end.
+        // The length to cut back to is asked for only when a part has failed: the end now, less
+        // what this call has already written.
+        off_t done = 0;
         while (!bytes.empty()) {
             const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
             if (written < 0) {
                 if (errno == EINTR) {
                     continue;
                 }
-                CutBackTo(end);
+                if (done > 0) {
+                    const off_t end = ::lseek(descriptor_, 0, SEEK_END);
+                    CutBackTo(end >= done ? end - done : -1);
+                }
                 return false;
             }
+            done += static_cast<off_t>(written);
             bytes.remove_prefix(static_cast<std::size_t>(written));
         }
         return true;

@@ -22,4 +22,9 @@ bool UtcCalendarTime(std::int64_t secondsSinceEpoch, std::tm& out) {
     return true;
 }
 
+void WakeOnTimeForThisThread() {
+    // Windows has no per-thread slack to lower; the precision of its waits is the system's
+    // timer resolution, which is not the library's to change for the whole process.
+}
+
 }  // namespace orvik::platform
