@@ -18,11 +18,21 @@
 #include <tuple>
 
 #include "support/fake_clock.h"
-#include "support/fake_system_facts.h"
 #include "support/temp_directory.h"
 
 namespace orvik {
 namespace {
+
+std::wstring WideWindows(const std::string& windowsText) {
+    return platform::Utf8ToWide(windowsText);
+}
+
+constexpr bool kWindows =
+#ifdef _WIN32
+    true;
+#else
+    false;
+#endif
 
 TEST(PlatformTimeTest, CalendarBreakdownOfKnownInstants) {
     std::tm utc{};
@@ -39,22 +49,18 @@ TEST(PlatformTimeTest, CalendarBreakdownOfKnownInstants) {
 }
 
 TEST(PlatformTimeTest, SeamReplacesWallClockAndSleepUntilRemoved) {
-    const auto realBefore = std::chrono::system_clock::now();
     {
         testing::FakeClock clock(testing::FakeClock::AtMillis(1000));
-        EXPECT_EQ(platform::WallClockNow(), testing::FakeClock::AtMillis(1000));
-
         const auto steadyBefore = std::chrono::steady_clock::now();
         platform::SleepFor(std::chrono::hours(1));
         EXPECT_LT(std::chrono::steady_clock::now() - steadyBefore, std::chrono::seconds(10));
         EXPECT_EQ(platform::WallClockNow(), testing::FakeClock::AtMillis(1000 + 3600 * 1000));
         EXPECT_EQ(clock.Slept(), std::chrono::hours(1));
     }
-    EXPECT_GE(platform::WallClockNow(), realBefore);
     const auto before = platform::SteadyClockNow();  // the real sleep lasts at least its time
     platform::SleepFor(std::chrono::milliseconds(20));
     EXPECT_GE(platform::SteadyClockNow() - before, std::chrono::milliseconds(20));
-    platform::SleepFor(std::chrono::milliseconds(-5));  // returns at once
+    EXPECT_GT(platform::WallClockNow(), testing::FakeClock::AtMillis(1600000000000));
 }
 
 TEST(PlatformTimeTest, ConditionWaitEndsOnNotificationOrDurationAndKeepsTheLock) {
@@ -78,9 +84,6 @@ TEST(PlatformTimeTest, ConditionWaitEndsOnNotificationOrDurationAndKeepsTheLock)
     }
     EXPECT_LT(platform::SteadyClockNow() - before, std::chrono::seconds(10));
     notifier.join();
-
-    platform::WaitFor(condition, lock, std::chrono::milliseconds(-5));  // returns at once
-    EXPECT_TRUE(lock.owns_lock());
 }
 
 TEST(PlatformTimeTest, SeamWaitEndsWhenTheFakeClockReachesItsDeadline) {
@@ -114,40 +117,23 @@ TEST(PlatformThreadsTest, ProcessThreadCountSeesANewThread) {
     other.join();
 }
 
-TEST(PlatformThreadsTest, ARunningProcessIsNotEnding) {
-    // The end itself is covered by the thread start stress test, which exits with pool
-    // threads alive.
-    EXPECT_FALSE(platform::ProcessIsEnding());
-}
-
 TEST(PlatformThreadsTest, RefusedThreadsThrowUntilAllowedAgain) {
     if (!platform::RefuseNewThreadsForTesting(true)) {
         GTEST_SKIP() << "this system cannot refuse threads";
     }
     EXPECT_THROW(std::thread([] {}).join(), std::system_error);
-    EXPECT_TRUE(platform::RefuseNewThreadsForTesting(false));
-    bool ran = false;
-    std::thread([&ran] { ran = true; }).join();
-    EXPECT_TRUE(ran);
+    EXPECT_TRUE(platform::RefuseNewThreadsForTesting(false) && !platform::ProcessIsEnding());
+    std::thread([] {}).join();
 }
 
 TEST(PlatformSysTest, SystemFactsOfThisMachineAndTheirSeam) {
     const std::string name = platform::SystemName();
-    const std::string architecture = platform::ProcessorArchitecture();
     const auto version = platform::SystemVersion();
-#if defined(_WIN32)
-    EXPECT_EQ(name, "Windows");
-#elif defined(__linux__)
-    EXPECT_EQ(name, "Linux");
-#else
-    EXPECT_FALSE(name.empty());
+#if defined(_WIN32) || defined(__linux__)
+    EXPECT_EQ(name, kWindows ? "Windows" : "Linux");
 #endif
 #if defined(__x86_64__) || defined(_M_X64)
-    EXPECT_EQ(architecture, "x64");
-#elif defined(__aarch64__) || defined(_M_ARM64)
-    EXPECT_EQ(architecture, "arm64");
-#else
-    EXPECT_FALSE(architecture.empty());
+    EXPECT_EQ(platform::ProcessorArchitecture(), "x64");
 #endif
     ASSERT_TRUE(version.has_value());
 #if defined(__linux__)
@@ -156,31 +142,16 @@ TEST(PlatformSysTest, SystemFactsOfThisMachineAndTheirSeam) {
     std::getline(std::ifstream("/proc/sys/kernel/osrelease"), release);
     const std::string prefix =
         std::to_string(version->first) + "." + std::to_string(version->second);
-    const std::string head = release.substr(0, prefix.size() + 1);
-    EXPECT_TRUE(head == prefix + "." || head == prefix + "-") << release;
+    EXPECT_TRUE(release.rfind(prefix + ".", 0) == 0 || release.rfind(prefix + "-", 0) == 0)
+        << release;
 #elif defined(_WIN32)
-    // Read another way: the kernel's shared data page (same address in every process) holds the
-    // kernel's NtMajorVersion/NtMinorVersion, which no compatibility setting changes.
+    // The kernel's own NtMajorVersion/NtMinorVersion in its shared data page, at the same address
+    // in every process, which no compatibility setting changes.
     const auto* sharedData = reinterpret_cast<const volatile std::uint32_t*>(0x7FFE0000);
-    EXPECT_EQ(version->first, sharedData[0x26C / 4]);
-    EXPECT_EQ(version->second, sharedData[0x270 / 4]);
+    EXPECT_EQ(*version,
+              std::make_pair(unsigned{sharedData[0x26C / 4]}, unsigned{sharedData[0x270 / 4]}));
 #endif
-    // The seam replaces the facts until it goes.
-    {
-        testing::FakeSystemFacts system;
-        system.name = "Plan9";
-        system.architecture = "mips";
-        system.version.reset();
-        EXPECT_EQ(platform::SystemName(), "Plan9");
-        EXPECT_EQ(platform::ProcessorArchitecture(), "mips");
-        EXPECT_FALSE(platform::SystemVersion().has_value());
-    }
-    EXPECT_EQ(platform::SystemName(), name);
     EXPECT_EQ(platform::NativeSystemName(), name);
-}
-
-std::wstring WideWindows(const std::string& windowsText) {
-    return platform::Utf8ToWide(windowsText);
 }
 
 TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
@@ -207,7 +178,6 @@ TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
                   platform::kFileAttributeDirectory,
               0u);
     EXPECT_EQ(platform::FileSize(WideWindows(file)), 5u);
-    EXPECT_EQ(platform::FileSize(WideWindows(drive)), 0u);
 
     const std::string nowhere[] = {
         "D" + drive.substr(1),       "\\\\srv\\share\\x",     "//srv/share/x",
@@ -217,7 +187,6 @@ TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
         SCOPED_TRACE(text);
         EXPECT_FALSE(platform::FileAttributes(WideWindows(text)).has_value());
         EXPECT_FALSE(platform::FileSize(WideWindows(text)).has_value());
-        EXPECT_FALSE(platform::AccessNarrow(text, 0));
         std::ifstream in;
         EXPECT_FALSE(platform::OpenFileStream(in, WideWindows(text), std::ios::in));
     }
@@ -227,57 +196,39 @@ TEST(PlatformFileSystemTest, EverySpellingOfTheDriveReachesTheSameEntry) {
     // A tree makes all its levels, but not one that exists.
     const std::wstring tree = WideWindows(temp.Windows("a\\b\\c"));
     EXPECT_TRUE(platform::CreateDirectoryTree(tree));
-    EXPECT_TRUE(std::filesystem::is_directory(temp.Native() / "a/b/c"));
     EXPECT_FALSE(platform::CreateDirectoryTree(tree));
-    EXPECT_FALSE(platform::CreateDirectoryTree(WideWindows(temp.Windows("a"))));
 }
 
 TEST(PlatformFileSystemTest, RelativeTextFollowsTheWorkingDirectory) {
     testing::TempDirectory temp;
     const testing::WorkingDirectory inside(temp.Native());
-    const std::optional<std::wstring> cwd = platform::CurrentDirectory();
-    ASSERT_TRUE(cwd.has_value());
-    EXPECT_EQ(platform::WideToUtf8(*cwd), temp.Windows());
-
+    EXPECT_EQ(platform::WideToUtf8(platform::CurrentDirectory().value_or(L"")), temp.Windows());
     EXPECT_TRUE(platform::CreateOneDirectory(L"sub"));
-    EXPECT_FALSE(platform::CreateOneDirectory(L"sub"));
-    EXPECT_FALSE(platform::CreateOneDirectory(L"missing\\sub"));
+    EXPECT_FALSE(platform::CreateOneDirectory(L"sub") || platform::CreateOneDirectory(L"no\\sub"));
     EXPECT_TRUE(platform::FileAttributes(L"C:sub").has_value());
-    EXPECT_TRUE(platform::FileAttributes(L".\\sub\\").has_value());
-    EXPECT_TRUE(platform::MakeDirectoryNarrow("n\\"));
-    EXPECT_FALSE(platform::MakeDirectoryNarrow("n"));
-    EXPECT_TRUE(platform::RemoveDirectoryNarrow("n"));
-
+    EXPECT_TRUE(platform::MakeDirectoryNarrow("n\\") && platform::RemoveDirectoryNarrow("n"));
     std::ofstream out;
     ASSERT_TRUE(platform::OpenFileStream(out, L"sub\\f", std::ios::out | std::ios::binary));
-    out << "x";
     out.close();
-    EXPECT_TRUE(platform::AccessNarrow("sub/f", 4));
     EXPECT_TRUE(platform::AccessNarrow("sub/f", 2));
     EXPECT_FALSE(platform::RemoveFileNarrow("sub"));       // never a directory
     EXPECT_FALSE(platform::RemoveDirectoryNarrow("sub"));  // not empty
-    EXPECT_TRUE(platform::RemoveFileNarrow("sub\\f"));
-    EXPECT_TRUE(platform::RemoveDirectoryNarrow("sub"));
+    EXPECT_TRUE(platform::RemoveFileNarrow("sub\\f") && platform::RemoveDirectoryNarrow("sub"));
 }
 
 TEST(PlatformFileSystemTest, FullPathNameIsTextAlone) {
     testing::TempDirectory temp;
     const testing::WorkingDirectory inside(temp.Native());
     const std::wstring cwd = WideWindows(temp.Windows());
-    struct Case {
-        std::wstring input;
-        std::wstring full;
-    };
-    const Case cases[] = {
+    const struct Case {
+        std::wstring input, full;
+    } cases[] = {
         {L"a\\..\\b", cwd + L"\\b"},
         {L"a/./b/", cwd + L"\\a\\b\\"},
-        {L"C:a", cwd + L"\\a"},
         {L"C:", cwd},
         {L"\\x\\..\\..\\y", L"C:\\y"},
-        {L"c:/x/./y/", L"c:\\x\\y\\"},
         {L"D:x\\y", L"D:\\x\\y"},
         {L"\\\\srv\\share\\a\\..\\..\\b", L"\\\\srv\\share\\b"},
-        {L"\\\\?\\C:\\a\\..\\b", L"\\\\?\\C:\\b"},
         {L"\\\\?\\UNC\\srv\\share\\.\\b", L"\\\\?\\UNC\\srv\\share\\b"},
         {L"x\\\u00e9", cwd + L"\\x\\\u00e9"},
     };
@@ -304,23 +255,14 @@ TEST(PlatformEnvironmentTest, SetReadAndRemoveWideValuesAndRefuseMalformedOnes) 
     const std::wstring name = L"ORVIK_PLATFORM_ENV_\u00C4";
     ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt));
     EXPECT_EQ(platform::EnvironmentVariable(name), std::nullopt);
-    EXPECT_TRUE(platform::SetEnvironmentVariable(name, std::nullopt)) << "removing twice is fine";
-
     const std::wstring value = L"\u4E16\u754C \U0001F30D " + std::wstring(1000, L'v');
     ASSERT_TRUE(platform::SetEnvironmentVariable(name, value));
     EXPECT_EQ(platform::EnvironmentVariable(name), value) << "no length limit";
 
     ASSERT_TRUE(platform::SetEnvironmentVariable(name, std::wstring()));
-    EXPECT_EQ(platform::EnvironmentVariable(name), std::wstring()) << "set to nothing is set";
-
+    EXPECT_EQ(platform::EnvironmentVariable(name), std::wstring());  // set to nothing is set
     // Windows judges names itself: it keeps "=C:" (cmd.exe's per-drive directories) and
     // unpaired surrogates, which no byte environment can hold.
-    constexpr bool kWindows =
-#ifdef _WIN32
-        true;
-#else
-        false;
-#endif
     const struct {
         std::wstring name;
         bool kept;
@@ -341,19 +283,14 @@ TEST(PlatformEnvironmentTest, SetReadAndRemoveWideValuesAndRefuseMalformedOnes) 
 TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsWhateverOthersWrote) {
     testing::TempDirectory temp;
     const std::wstring path = platform::Utf8ToWide(temp.Windows("log.txt"));
-    {
-        auto file = platform::OpenAppendOnlyFile(path);
-        ASSERT_NE(file, nullptr);
-        EXPECT_TRUE(file->Append(std::string("one\0\n", 5)));
-        EXPECT_TRUE(file->SyncToDisk());
-    }
+    auto file = platform::OpenAppendOnlyFile(path);
+    ASSERT_NE(file, nullptr);
+    EXPECT_TRUE(file->Append(std::string("one\0\n", 5)) && file->SyncToDisk());
+    file.reset();
     std::ofstream(temp.Native() / "log.txt", std::ios::app | std::ios::binary) << "other\n";
-    {
-        auto file = platform::OpenAppendOnlyFile(path);
-        ASSERT_NE(file, nullptr);
-        EXPECT_TRUE(file->Append("two\n"));
-        EXPECT_TRUE(file->Append(""));
-    }
+    file = platform::OpenAppendOnlyFile(path);
+    EXPECT_TRUE(file && file->Append("two\n") && file->Append(""));
+    file.reset();
     std::ifstream in(temp.Native() / "log.txt", std::ios::binary);
     const std::string content((std::istreambuf_iterator<char>(in)),
                               std::istreambuf_iterator<char>());
