@@ -21,13 +21,7 @@ public:
             path_ = base / ("orvik-test-" + std::to_string(random()) + std::to_string(random()));
         } while (!std::filesystem::create_directory(path_));
     }
-    ~TempDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-
+    ~TempDirectory() { std::filesystem::remove_all(path_, ignored_); }
     const std::filesystem::path& Native() const { return path_; }
 
     // `relative` ("a/b", "/" as separator) under the directory, as Windows path text.
@@ -46,6 +40,7 @@ public:
 
 private:
     std::filesystem::path path_;
+    std::error_code ignored_;
 };
 
 // Changes the working directory for the lifetime of the object.
@@ -55,15 +50,11 @@ public:
         : previous_(std::filesystem::current_path()) {
         std::filesystem::current_path(directory);
     }
-    ~WorkingDirectory() {
-        std::error_code ignored;
-        std::filesystem::current_path(previous_, ignored);
-    }
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+    ~WorkingDirectory() { std::filesystem::current_path(previous_, ignored_); }
 
 private:
     std::filesystem::path previous_;
+    std::error_code ignored_;
 };
 
 }  // namespace orvik::testing
