@@ -22,8 +22,7 @@ int Threshold() {
     return static_cast<int>(std::count(text.begin(), text.end(), '\n')) - 1;
 }
 
-// Each priority in a child process of its own, where a second SetOrvikLog changes nothing; the
-// first non-null callback stays too.
+// Each priority in a child process; a second SetOrvikLog, or a second callback, changes nothing.
 TEST(NetworkGlobalOptionTest, OnlyTheFirstSettingsCount) {
     const int thresholds[] = {0, 3, 3, 3, 2, 1, 0, 0};  // priorities -1 (out of range) to 6
     for (int priority = -1; priority <= 6; ++priority) {

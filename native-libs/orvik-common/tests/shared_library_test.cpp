@@ -29,21 +29,11 @@ struct HostMarker : std::locale::facet {
 };
 std::locale::id HostMarker::id;
 
-TEST(SharedLibraryTest, LoadingTheLibraryStartsNoThread) {
-    const int threads = CountThreads();
-    if (threads < 0) {
-        GTEST_SKIP() << "this system does not list a process's threads";
-    }
-    EXPECT_EQ(threads, 1);
-}
-
+// Loading the library starts no thread, not even for the pool it publishes.
 TEST(SharedLibraryTest, PublishedPoolExistsAfterLoadWithoutAThread) {
     EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetName(), "initOrRetryTask");
     EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetRunningThreadNumber(), 0u);
-    const int threads = CountThreads();
-    if (threads >= 0) {
-        EXPECT_EQ(threads, 1) << "loading started a pool thread";
-    }
+    EXPECT_LE(CountThreads(), 1);  // -1 where the system does not list a process's threads
 }
 
 TEST(SharedLibraryTest, PublishedLogEntrancesWorkAcrossTheLibraryBoundary) {
