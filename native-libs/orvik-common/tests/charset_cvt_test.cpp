@@ -45,8 +45,7 @@ std::string ErrorOf(const std::function<void()>& convert) {
     return "no exception";
 }
 
-// Points the user's preferred locale (std::locale("")) at `name` through LC_ALL, if the system
-// has it. Each test case runs in a process of its own.
+// Points the user's locale (std::locale("")) at `name` through LC_ALL, if the system has it.
 bool UseUserLocale(const std::string& name) {
     try {
         std::locale probe(name);
@@ -78,15 +77,12 @@ TEST(CharsetCvtTest, IsU8JudgesShapeNotValue) {
 }
 
 TEST(CharsetCvtTest, MultilingualTextRoundTripsThroughEveryRoute) {
-    const std::u16string utf16 = CharsetCvt::U8ToU16(kMixedUtf8);
-    const std::u32string utf32 = CharsetCvt::U8ToU32(kMixedUtf8);
-    const std::wstring wide = CharsetCvt::U8ToW(kMixedUtf8);
-    EXPECT_EQ(utf16, MIXED_TEXT(u));
-    EXPECT_EQ(utf32, MIXED_TEXT(U));
-    EXPECT_EQ(wide, MIXED_TEXT(L));
-    EXPECT_EQ(CharsetCvt::U16ToU8(utf16), kMixedUtf8);
-    EXPECT_EQ(CharsetCvt::U32ToU8(utf32), kMixedUtf8);
-    EXPECT_EQ(CharsetCvt::WToU8(wide), kMixedUtf8);
+    EXPECT_EQ(CharsetCvt::U8ToU16(kMixedUtf8), MIXED_TEXT(u));
+    EXPECT_EQ(CharsetCvt::U8ToU32(kMixedUtf8), MIXED_TEXT(U));
+    EXPECT_EQ(CharsetCvt::U8ToW(kMixedUtf8), MIXED_TEXT(L));
+    EXPECT_EQ(CharsetCvt::U16ToU8(MIXED_TEXT(u)), kMixedUtf8);
+    EXPECT_EQ(CharsetCvt::U32ToU8(MIXED_TEXT(U)), kMixedUtf8);
+    EXPECT_EQ(CharsetCvt::WToU8(MIXED_TEXT(L)), kMixedUtf8);
     // U+D7FF and U+10FFFF border the refused ranges; an embedded NUL is text like any other.
     const std::string edges("\xED\x9F\xBF\0\xF4\x8F\xBF\xBF", 8);
     EXPECT_EQ(CharsetCvt::U8ToU32(edges), std::u32string(U"\uD7FF\0\U0010FFFF", 3));
@@ -191,9 +187,7 @@ TEST(CharsetCvtCodePageTest, ConvertsThroughTheAnsiCodePageAndCaseFoldingFollows
     }
     EXPECT_EQ(CharsetCvt::MbToU8(c->native), c->utf8);
     EXPECT_EQ(CharsetCvt::U8ToMb(c->utf8), c->native);
-    if (!c->lowered.empty()) {
-        EXPECT_EQ(StringUtils::ToLowerCase(c->native), c->lowered);
-    }
+    EXPECT_EQ(c->lowered.empty() ? "" : StringUtils::ToLowerCase(c->native), c->lowered);
     FixedLogTime time;
     ConsoleCapture console;
     EXPECT_EQ(CharsetCvt::U8ToMb(c->unrepresentable), c->encodedAs);

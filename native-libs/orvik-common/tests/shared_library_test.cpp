@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
 #include <locale>
 #include <string>
 #include <system_error>
@@ -15,12 +16,9 @@ namespace {
 // Threads of this process where the system lists them (Linux), else -1.
 int CountThreads() {
     std::error_code error;
-    int count = 0;
-    for (std::filesystem::directory_iterator it("/proc/self/task", error), end; !error && it != end;
-         it.increment(error)) {
-        ++count;
-    }
-    return error ? -1 : count;
+    const std::filesystem::directory_iterator tasks("/proc/self/task", error);
+    return error ? -1
+                 : static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
 }
 
 // A facet that only this program has, to recognise its own global locale.
