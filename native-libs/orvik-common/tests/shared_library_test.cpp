@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <iterator>
 #include <locale>
 #include <string>
 #include <system_error>
@@ -15,12 +16,9 @@ namespace {
 // Threads of this process where the system lists them (Linux), else -1.
 int CountThreads() {
     std::error_code error;
-    int count = 0;
-    for (std::filesystem::directory_iterator it("/proc/self/task", error), end; !error && it != end;
-         it.increment(error)) {
-        ++count;
-    }
-    return error ? -1 : count;
+    const std::filesystem::directory_iterator tasks("/proc/self/task", error);
+    return error ? -1
+                 : static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
 }
 
 // A facet that only this program has, to recognise its own global locale.
@@ -29,21 +27,11 @@ struct HostMarker : std::locale::facet {
 };
 std::locale::id HostMarker::id;
 
-TEST(SharedLibraryTest, LoadingTheLibraryStartsNoThread) {
-    const int threads = CountThreads();
-    if (threads < 0) {
-        GTEST_SKIP() << "this system does not list a process's threads";
-    }
-    EXPECT_EQ(threads, 1);
-}
-
+// Loading the library starts no thread, not even for the pool it publishes.
 TEST(SharedLibraryTest, PublishedPoolExistsAfterLoadWithoutAThread) {
     EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetName(), "initOrRetryTask");
     EXPECT_EQ(InitOrRetryTask::initRetryThreadPool->GetRunningThreadNumber(), 0u);
-    const int threads = CountThreads();
-    if (threads >= 0) {
-        EXPECT_EQ(threads, 1) << "loading started a pool thread";
-    }
+    EXPECT_LE(CountThreads(), 1);  // -1 where the system does not list a process's threads
 }
 
 TEST(SharedLibraryTest, PublishedLogEntrancesWorkAcrossTheLibraryBoundary) {

@@ -1,6 +1,5 @@
-// A fresh, empty directory for one test, removed with its contents when the object goes. Named
-// both as the system's path and as the Windows path text the library takes ("C:\tmp\orvik-...":
-// on POSIX systems the file system is the drive C:).
+// A fresh, empty directory for one test, removed with its contents at the end; named as the
+// system's path and as Windows path text ("C:\tmp\orvik-...": POSIX's file system is drive C:).
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
 #define ORVIK_COMMON_TESTS_SUPPORT_TEMP_DIRECTORY_H
 
@@ -8,62 +7,39 @@
 #include <filesystem>
 #include <random>
 #include <string>
-#include <system_error>
 
 namespace orvik::testing {
 
-class TempDirectory {
-public:
+constexpr bool kWindows = std::filesystem::path::preferred_separator == '\\';
+
+struct TempDirectory {
     TempDirectory() {
         std::random_device random;
-        const auto base = std::filesystem::temp_directory_path();
         do {
-            path_ = base / ("orvik-test-" + std::to_string(random()) + std::to_string(random()));
+            path_ =
+                std::filesystem::temp_directory_path() / ("orvik-test-" + std::to_string(random()));
         } while (!std::filesystem::create_directory(path_));
     }
-    ~TempDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-
+    ~TempDirectory() { std::filesystem::remove_all(path_, ignored_); }
     const std::filesystem::path& Native() const { return path_; }
 
-    // `relative` ("a/b", "/" as separator) under the directory, as Windows path text.
-    std::string Windows(const std::string& relative = {}) const {
+    std::string Windows(const std::string& relative = {}) const {  // relative: "a/b", "/" parts
         return WindowsForm(relative.empty() ? path_ : path_ / relative);
     }
-
     static std::string WindowsForm(const std::filesystem::path& native) {
         std::string text = native.string();
-#ifndef _WIN32
         std::replace(text.begin(), text.end(), '/', '\\');
-        text.insert(0, "C:");
-#endif
-        return text;
+        return kWindows ? text : "C:" + text;
     }
-
-private:
     std::filesystem::path path_;
+    std::error_code ignored_;
 };
 
-// Changes the working directory for the lifetime of the object.
-class WorkingDirectory {
-public:
-    explicit WorkingDirectory(const std::filesystem::path& directory)
-        : previous_(std::filesystem::current_path()) {
-        std::filesystem::current_path(directory);
-    }
-    ~WorkingDirectory() {
-        std::error_code ignored;
-        std::filesystem::current_path(previous_, ignored);
-    }
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-
-private:
-    std::filesystem::path previous_;
+struct WorkingDirectory {  // changes the working directory for the lifetime of the object
+    explicit WorkingDirectory(const std::filesystem::path& d) { std::filesystem::current_path(d); }
+    ~WorkingDirectory() { std::filesystem::current_path(previous_, ignored_); }
+    const std::filesystem::path previous_ = std::filesystem::current_path();
+    std::error_code ignored_;
 };
 
 }  // namespace orvik::testing
