@@ -133,6 +133,9 @@ TEST(PathTokenOpsTest, MoveParentFilenameExtensionJoinAndCompare) {
     Path& self = moved;
     moved = std::move(self);
     EXPECT_EQ(moved.Str(kPosix), "/a/b");
+    Path relative("a");
+    relative = Path("\\\\srv\\share");  // a move assignment takes the flags as well
+    EXPECT_EQ(relative.Str(kWin), "\\\\srv\\share");
 
     const Case parents[] = {
         {kWin, "a", {}, false, ""},

@@ -31,5 +31,19 @@ TEST(UnicodeTest, ReplacingModeMarksEachInvalidRun) {
     }
 }
 
+// The first and last code points of each sequence length, both ways through UTF-16.
+TEST(UnicodeTest, SequenceLengthBoundariesRoundTrip) {
+    for (const std::string text : {"\x7F", "\xC2\x80", "\xE0\xA0\x80", "\xEF\xBF\xBF",
+                                   "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        SCOPED_TRACE(::testing::PrintToString(text));
+        std::u16string utf16;
+        ASSERT_TRUE(Utf8ToUtf16(text, utf16, Invalid::kFail));
+        EXPECT_EQ(utf16.size(), text.size() == 4 ? 2u : 1u);
+        std::string back;
+        ASSERT_TRUE(Utf16ToUtf8(utf16, back, Invalid::kFail));
+        EXPECT_EQ(back, text);
+    }
+}
+
 }  // namespace
 }  // namespace orvik::detail
