@@ -3,6 +3,7 @@
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
 #define ORVIK_COMMON_TESTS_SUPPORT_LIBRARY_LOG_LINES_H
 
+#include <regex>
 #include <string>
 
 #include "support/fake_clock.h"
@@ -14,8 +15,7 @@ struct FixedLogTime : FakeClock {
     FixedLogTime() : FakeClock(AtMillis(LocalMillis(2024, 7, 22, 19, 58, 48, 7))) {}
 };
 
-// The console line written by `func` in `file` (relative to native-libs/orvik-common), with
-// "#" for its line number.
+// The console line of `func` in `file` (below native-libs/orvik-common), line number "#".
 inline std::string LibraryLine(const std::string& level, const std::string& file,
                                const std::string& func, const std::string& message) {
     return "OV_LOG:[" + level + "][2024-07-22 19:58:48.7][" + level +
@@ -23,15 +23,8 @@ inline std::string LibraryLine(const std::string& level, const std::string& file
 }
 
 // Replaces the line number of every "[file.cpp:123]" by "#".
-inline std::string MaskLineNumbers(std::string text) {
-    for (size_t at = text.find(".cpp:"); at != std::string::npos; at = text.find(".cpp:", at)) {
-        at += 5;
-        const size_t end = text.find_first_not_of("0123456789", at);
-        if (end != std::string::npos && end > at && text[end] == ']') {
-            text.replace(at, end - at, "#");
-        }
-    }
-    return text;
+inline std::string MaskLineNumbers(const std::string& text) {
+    return std::regex_replace(text, std::regex(R"(\.cpp:[0-9]+\])"), ".cpp:#]");
 }
 
 }  // namespace orvik::testing
