@@ -1,7 +1,6 @@
 // A wall clock for tests that moves only when told to, installed as the platform layer's time
-// seam while it lives. A sleep of the code under test advances it at once; a timed wait blocks
-// until notified or until the clock reaches its deadline. AwaitWaiter shows a test that a thread
-// has gone back to sleep. A wait's condition and mutex must outlive the clock.
+// seam while it lives. A sleep advances it at once; a timed wait blocks until notified or until
+// the clock reaches its deadline. A wait's condition and mutex must outlive the clock.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 #define ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 
@@ -10,8 +9,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <ctime>
+#include <iterator>
 #include <map>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/platform.h"
@@ -23,13 +24,11 @@ public:
     using Nanos = std::chrono::nanoseconds;
     using TimePoint = std::chrono::system_clock::time_point;
 
-    explicit FakeClock(TimePoint start) : now_(Count(start)) {
+    explicit FakeClock(TimePoint start) : now_(Nanos(start.time_since_epoch()).count()) {
         platform::SetTimeSeamForTesting(this);
     }
     ~FakeClock() override { platform::SetTimeSeamForTesting(nullptr); }
-    static TimePoint AtMillis(long long since1970) {
-        return TimePoint(std::chrono::milliseconds(since1970));
-    }
+    static TimePoint AtMillis(long long ms) { return TimePoint(std::chrono::milliseconds(ms)); }
     // Milliseconds since 1970 of a local calendar time.
     static long long LocalMillis(int year, int month, int day, int hour, int min, int sec, int ms) {
         std::tm t{};
@@ -38,45 +37,36 @@ public:
         return static_cast<long long>(std::mktime(&t)) * 1000 + ms;
     }
 
-    TimePoint WallClockNow() override {
-        return TimePoint(std::chrono::duration_cast<TimePoint::duration>(Nanos(now_)));
-    }
+    TimePoint WallClockNow() override { return TimePoint(Nanos(now_)); }
     void SleepFor(Nanos duration) override {
         if (duration.count() > 0) {
             slept_ += duration.count();
             Advance(duration);
         }
     }
-    // The waiter holds its mutex from before it registers until the wait begins, and a waker
-    // takes that mutex before it notifies, so a wake-up cannot slip in between.
+    // A waiter registers and waits holding its mutex, and a waker takes that mutex before it
+    // notifies, so a wake-up cannot slip in between.
     void WaitFor(std::condition_variable_any& condition,
                  std::unique_lock<std::recursive_mutex>& lock, Nanos duration) override {
-        if (duration.count() <= 0) {
-            return;
+        if (duration.count() > 0) {
+            const auto serial = Register({&condition, lock.mutex(), now_ + duration.count()});
+            condition.wait(lock);
+            std::lock_guard<std::mutex> guard(waitersMutex_);
+            waiters_.erase(serial);
         }
-        std::unique_lock<std::mutex> guard(waitersMutex_);
-        const unsigned long long serial = ++waitsBegun_;
-        waiters_[serial] = Waiter{&condition, lock.mutex(), now_ + duration.count()};
-        waitersChanged_.notify_all();
-        guard.unlock();
-        condition.wait(lock);
-        guard.lock();
-        waiters_.erase(serial);
-        waitersChanged_.notify_all();
     }
 
-    void Set(TimePoint when) { WakeDue(now_ = Count(when)); }
+    void Set(TimePoint when) { WakeDue(now_ = Nanos(when.time_since_epoch()).count()); }
     void Advance(Nanos by) { WakeDue(now_ += by.count()); }
     Nanos Slept() const { return Nanos(slept_); }  // the total of all sleeps
     unsigned long long WaitsBegun() const { return waitsBegun_; }
-
-    // True once a wait until `wakeAt`, begun after the first `waitsBefore`, is seen in time.
-    bool AwaitWaiter(TimePoint wakeAt, unsigned long long waitsBefore = 0,
-                     std::chrono::milliseconds realTimeout = std::chrono::seconds(10)) {
+    // True once a wait until `wakeAt`, begun after the first `waitsBefore`, is seen within 10 s.
+    bool AwaitWaiter(TimePoint wakeAt, unsigned long long waitsBefore = 0) {
         std::unique_lock<std::mutex> guard(waitersMutex_);
-        return waitersChanged_.wait_for(guard, realTimeout, [&] {
-            return std::any_of(waiters_.upper_bound(waitsBefore), waiters_.end(),
-                               [&](const auto& w) { return w.second.deadline == Count(wakeAt); });
+        return waitersChanged_.wait_for(guard, std::chrono::seconds(10), [&] {
+            return std::any_of(waiters_.upper_bound(waitsBefore), waiters_.end(), [&](auto& w) {
+                return TimePoint(Nanos(w.second.deadline)) == wakeAt;
+            });
         });
     }
 
@@ -86,21 +76,24 @@ private:
         std::recursive_mutex* mutex;
         long long deadline;
     };
-    static long long Count(TimePoint when) { return Nanos(when.time_since_epoch()).count(); }
-    // Waiters' mutexes are taken outside waitersMutex_: a waiter registers holding its own.
+    unsigned long long Register(const Waiter& waiter) {
+        std::lock_guard<std::mutex> guard(waitersMutex_);
+        waiters_[++waitsBegun_] = waiter;
+        waitersChanged_.notify_all();
+        return waitsBegun_;
+    }
+    // Wakes the waiters whose deadline `now` has reached, taking their mutexes outside
+    // waitersMutex_, since a waiter holds its own while it registers.
     void WakeDue(long long now) {
-        std::vector<Waiter> due;
+        std::vector<std::pair<const unsigned long long, Waiter>> due;
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
-            for (const auto& w : waiters_) {
-                if (w.second.deadline <= now) {
-                    due.push_back(w.second);
-                }
-            }
+            std::copy_if(waiters_.begin(), waiters_.end(), std::back_inserter(due),
+                         [&](auto& w) { return w.second.deadline <= now; });
         }
-        for (const Waiter& w : due) {
-            std::lock_guard<std::recursive_mutex> hold(*w.mutex);
-            w.condition->notify_all();
+        for (const auto& w : due) {
+            std::lock_guard<std::recursive_mutex> hold(*w.second.mutex);
+            w.second.condition->notify_all();
         }
     }
 
