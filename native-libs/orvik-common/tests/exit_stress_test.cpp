@@ -88,8 +88,7 @@ std::mutex timerGate, freeGate;  // every third round, the ninth timer callback 
     std::exit(0);
 }
 
-class NoSanitizerReport : public ::testing::MatcherInterface<const std::string&> {
-public:
+struct NoSanitizerReport : ::testing::MatcherInterface<const std::string&> {
     bool MatchAndExplain(const std::string& output,
                          ::testing::MatchResultListener*) const override {
         return output.find("Sanitizer") == std::string::npos;
