@@ -1,8 +1,6 @@
-// One short process of the thread start stress test, as a host would run it: starts one-shot
-// timers (which start the manager's thread) and submits a task to each of several fresh pools
-// (each starts a worker), then waits, with a generous deadline, until every callback and task
-// has run. Exits with 0 when all ran and 1 when any did not. tests/CMakeLists.txt runs it from
-// many processes in a row, since a thread that fails to start does so in few of them.
+// One short process of the thread start stress test: one-shot timers (starting the manager's
+// thread) and a task for each of several fresh pools (each starting a worker) must all run, in
+// a generous time (exit 0, else 1). Run from many processes, as a failed start is rare.
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -16,8 +14,7 @@
 #include "common/orvik_common.h"
 
 int main() {
-    constexpr int kTimers = 4;
-    constexpr int kPools = 4;
+    constexpr int kEach = 4;  // timers, and pools
     std::mutex doneMutex;
     std::condition_variable doneChanged;
     int done = 0;
@@ -26,28 +23,20 @@ int main() {
         ++done;
         doneChanged.notify_all();
     };
-
-    std::vector<std::shared_ptr<orvik::OvTimer>> timers;
-    for (int i = 0; i < kTimers; ++i) {
-        timers.push_back(std::make_shared<orvik::OvTimer>(1 + i, false));
-        timers.back()->Init(mark);
-        timers.back()->Start();
-    }
     std::vector<std::shared_ptr<orvik::ThreadPool>> pools;
-    for (int i = 0; i < kPools; ++i) {
-        pools.push_back(std::make_shared<orvik::ThreadPool>("stress" + std::to_string(i), 1, 1));
+    for (int i = 0; i < kEach; ++i) {
+        auto timer = std::make_shared<orvik::OvTimer>(1 + i, false);
+        timer->Init(mark);
+        timer->Start();
         std::function<void()> task = mark;
+        pools.push_back(std::make_shared<orvik::ThreadPool>("stress" + std::to_string(i), 1, 1));
         pools.back()->SubmitTask(task);
     }
-
     std::unique_lock<std::mutex> lock(doneMutex);
-    const bool allRan = doneChanged.wait_for(lock, std::chrono::seconds(30),
-                                             [&] { return done == kTimers + kPools; });
-    if (!allRan) {
-        std::fprintf(stderr, "%d of %d timer callbacks and tasks ran\n", done, kTimers + kPools);
+    if (!doneChanged.wait_for(lock, std::chrono::seconds(30), [&] { return done == 2 * kEach; })) {
+        std::fprintf(stderr, "%d of %d timer callbacks and tasks ran\n", done, 2 * kEach);
         std::fflush(stderr);
-        // A thread that never ran would keep its pool's shutdown waiting: leave at once.
-        std::_Exit(1);
+        std::_Exit(1);  // a thread that never ran would keep its pool's shutdown waiting
     }
     return 0;
 }

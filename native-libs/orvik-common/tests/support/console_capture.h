@@ -1,4 +1,4 @@
-// Captures std::cout for the lifetime of the object; for single-threaded test bodies only.
+// Captures std::cout while it lives (not copyable, as its stream is not); single thread only.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_CONSOLE_CAPTURE_H
 #define ORVIK_COMMON_TESTS_SUPPORT_CONSOLE_CAPTURE_H
 
@@ -12,11 +12,7 @@ class ConsoleCapture {
 public:
     ConsoleCapture() : previous_(std::cout.rdbuf(captured_.rdbuf())) {}
     ~ConsoleCapture() { std::cout.rdbuf(previous_); }
-    ConsoleCapture(const ConsoleCapture&) = delete;
-    ConsoleCapture& operator=(const ConsoleCapture&) = delete;
-
     std::string Text() const { return captured_.str(); }
-    void Clear() { captured_.str(std::string()); }
 
 private:
     std::ostringstream captured_;

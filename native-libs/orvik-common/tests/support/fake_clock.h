@@ -1,9 +1,6 @@
-// A wall clock for tests that moves only when told to, installed through the platform layer's
-// time seam for the lifetime of the object. A sleep of the code under test advances the clock at
-// once. Timed condition waits (platform::WaitFor) block for real until notified or until Set,
-// Advance or SleepFor reach their deadline; AwaitWaiter shows a test that a thread has gone back
-// to sleep, so has finished reacting to the last change. The condition and mutex of a wait must
-// outlive the clock (the library's are never destroyed).
+// A wall clock for tests that moves only when told to, installed as the platform layer's time
+// seam while it lives. A sleep advances it at once; a timed wait blocks until notified or until
+// the clock reaches its deadline. A wait's condition and mutex must outlive the clock.
 #ifndef ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 #define ORVIK_COMMON_TESTS_SUPPORT_FAKE_CLOCK_H
 
@@ -11,10 +8,11 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <ctime>
+#include <iterator>
 #include <map>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/platform.h"
@@ -24,86 +22,51 @@ namespace orvik::testing {
 class FakeClock : public platform::TimeSeam {
 public:
     using Nanos = std::chrono::nanoseconds;
+    using TimePoint = std::chrono::system_clock::time_point;
 
-    explicit FakeClock(std::chrono::system_clock::time_point start) : now_(ToNanos(start)) {
+    explicit FakeClock(TimePoint start) : now_(Nanos(start.time_since_epoch()).count()) {
         platform::SetTimeSeamForTesting(this);
     }
     ~FakeClock() override { platform::SetTimeSeamForTesting(nullptr); }
-
-    // The time point of a wall-clock count of milliseconds since 1970.
-    static std::chrono::system_clock::time_point AtMillis(std::int64_t millisSinceEpoch) {
-        return std::chrono::system_clock::time_point(std::chrono::milliseconds(millisSinceEpoch));
+    static TimePoint AtMillis(long long ms) { return TimePoint(std::chrono::milliseconds(ms)); }
+    // Milliseconds since 1970 of a local calendar time.
+    static long long LocalMillis(int year, int month, int day, int hour, int min, int sec, int ms) {
+        std::tm t{};
+        t.tm_year = year - 1900, t.tm_mon = month - 1, t.tm_mday = day, t.tm_isdst = -1;
+        t.tm_hour = hour, t.tm_min = min, t.tm_sec = sec;
+        return static_cast<long long>(std::mktime(&t)) * 1000 + ms;
     }
 
-    // Milliseconds since 1970 of a local calendar time (tm_isdst left to the system).
-    static std::int64_t LocalMillis(int year, int month, int day, int hour, int minute, int second,
-                                    int millis) {
-        std::tm calendar{};
-        calendar.tm_year = year - 1900;
-        calendar.tm_mon = month - 1;
-        calendar.tm_mday = day;
-        calendar.tm_hour = hour;
-        calendar.tm_min = minute;
-        calendar.tm_sec = second;
-        calendar.tm_isdst = -1;
-        return static_cast<std::int64_t>(std::mktime(&calendar)) * 1000 + millis;
-    }
-
-    std::chrono::system_clock::time_point WallClockNow() override {
-        return std::chrono::system_clock::time_point(
-            std::chrono::duration_cast<std::chrono::system_clock::duration>(Nanos(now_.load())));
-    }
-
+    TimePoint WallClockNow() override { return TimePoint(Nanos(now_)); }
     void SleepFor(Nanos duration) override {
         if (duration.count() > 0) {
             slept_ += duration.count();
-            MoveTo(now_ += duration.count());
+            Advance(duration);
         }
     }
-
+    // A waiter registers and waits holding its mutex, and a waker takes that mutex before it
+    // notifies, so a wake-up cannot slip in between.
     void WaitFor(std::condition_variable_any& condition,
                  std::unique_lock<std::recursive_mutex>& lock, Nanos duration) override {
-        if (duration.count() <= 0) {
-            return;
-        }
-        const std::int64_t deadline = now_.load() + duration.count();
-        std::uint64_t serial = 0;
-        {
-            std::lock_guard<std::mutex> guard(waitersMutex_);
-            serial = ++waitsBegun_;
-            waiters_[serial] = Waiter{&condition, lock.mutex(), deadline};
-        }
-        waitersChanged_.notify_all();
-        // A waker takes this thread's mutex before it notifies, and this thread holds it from the
-        // test until the wait has begun, so a wake-up cannot slip in between.
-        if (now_.load() < deadline) {
+        if (duration.count() > 0) {
+            const auto serial = Register({&condition, lock.mutex(), now_ + duration.count()});
             condition.wait(lock);
-        }
-        {
             std::lock_guard<std::mutex> guard(waitersMutex_);
             waiters_.erase(serial);
         }
-        waitersChanged_.notify_all();
     }
 
-    void Set(std::chrono::system_clock::time_point when) { MoveTo(now_ = ToNanos(when)); }
-    void Advance(Nanos by) { MoveTo(now_ += by.count()); }
-
-    // Total of all sleeps requested so far.
-    Nanos Slept() const { return Nanos(slept_.load()); }
-
-    // The number of waits begun so far.
-    std::uint64_t WaitsBegun() const { return waitsBegun_.load(); }
-
-    // Blocks until a thread waits in WaitFor until `wakeAt`, in a wait begun after the first
-    // `waitsBefore` waits, or for at most `realTimeout`; true when such a waiter was seen. Taking
-    // WaitsBegun() before an action makes sure the wait seen is one begun after the action.
-    bool AwaitWaiter(std::chrono::system_clock::time_point wakeAt, std::uint64_t waitsBefore = 0,
-                     std::chrono::milliseconds realTimeout = std::chrono::seconds(10)) {
+    void Set(TimePoint when) { WakeDue(now_ = Nanos(when.time_since_epoch()).count()); }
+    void Advance(Nanos by) { WakeDue(now_ += by.count()); }
+    Nanos Slept() const { return Nanos(slept_); }  // the total of all sleeps
+    unsigned long long WaitsBegun() const { return waitsBegun_; }
+    // True once a wait until `wakeAt`, begun after the first `waitsBefore`, is seen within 10 s.
+    bool AwaitWaiter(TimePoint wakeAt, unsigned long long waitsBefore = 0) {
         std::unique_lock<std::mutex> guard(waitersMutex_);
-        return waitersChanged_.wait_for(guard, realTimeout, [&] {
-            return std::any_of(waiters_.upper_bound(waitsBefore), waiters_.end(),
-                               [&](const auto& w) { return w.second.deadline == ToNanos(wakeAt); });
+        return waitersChanged_.wait_for(guard, std::chrono::seconds(10), [&] {
+            return std::any_of(waiters_.upper_bound(waitsBefore), waiters_.end(), [&](auto& w) {
+                return TimePoint(Nanos(w.second.deadline)) == wakeAt;
+            });
         });
     }
 
@@ -111,37 +74,34 @@ private:
     struct Waiter {
         std::condition_variable_any* condition;
         std::recursive_mutex* mutex;
-        std::int64_t deadline;
+        long long deadline;
     };
-
-    static std::int64_t ToNanos(std::chrono::system_clock::time_point when) {
-        return std::chrono::duration_cast<Nanos>(when.time_since_epoch()).count();
+    unsigned long long Register(const Waiter& waiter) {
+        std::lock_guard<std::mutex> guard(waitersMutex_);
+        waiters_[++waitsBegun_] = waiter;
+        waitersChanged_.notify_all();
+        return waitsBegun_;
     }
-
-    // Wakes every waiter whose deadline `now` has reached. Their mutexes are taken outside
-    // waitersMutex_, since a waiter holds its own mutex while it registers.
-    void MoveTo(std::int64_t now) {
-        std::vector<Waiter> due;
+    // Wakes the waiters whose deadline `now` has reached, taking their mutexes outside
+    // waitersMutex_, since a waiter holds its own while it registers.
+    void WakeDue(long long now) {
+        std::vector<std::pair<const unsigned long long, Waiter>> due;
         {
             std::lock_guard<std::mutex> guard(waitersMutex_);
-            for (const auto& w : waiters_) {
-                if (w.second.deadline <= now) {
-                    due.push_back(w.second);
-                }
-            }
+            std::copy_if(waiters_.begin(), waiters_.end(), std::back_inserter(due),
+                         [&](auto& w) { return w.second.deadline <= now; });
         }
-        for (const Waiter& w : due) {
-            std::lock_guard<std::recursive_mutex> hold(*w.mutex);
-            w.condition->notify_all();
+        for (const auto& w : due) {
+            std::lock_guard<std::recursive_mutex> hold(*w.second.mutex);
+            w.second.condition->notify_all();
         }
     }
 
-    std::atomic<std::int64_t> now_;
-    std::atomic<std::int64_t> slept_{0};
+    std::atomic<long long> now_, slept_{0};
+    std::atomic<unsigned long long> waitsBegun_{0};
     std::mutex waitersMutex_;
     std::condition_variable waitersChanged_;
-    std::map<std::uint64_t, Waiter> waiters_;  // by the serial number of the wait
-    std::atomic<std::uint64_t> waitsBegun_{0};
+    std::map<unsigned long long, Waiter> waiters_;  // by the serial number of the wait
 };
 
 }  // namespace orvik::testing
