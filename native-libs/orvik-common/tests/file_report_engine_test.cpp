@@ -2,13 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <fstream>
+#include <iterator>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "platform/platform.h"
+#include "support/eventually.h"
 #include "support/temp_directory.h"
 
 namespace orvik {
@@ -66,13 +71,12 @@ TEST(FileReportEngineTest, LinesParseBackAndFailuresAreCountedWithoutFragments) 
     EXPECT_EQ(lines[4]["fields"]["k"], "after");
 }
 
-// Records that queue up behind slow ones reach the file in one run, whole and in order: by the
-// time a Flush returns, even with records queued behind it, and without a Flush once the queue
-// has gone idle, even when the last record went to another engine.
+// Delivers to a FileReportEngine, holding each "gateN" record until `opened` reaches N, and
+// drops records tagged "elsewhere".
 class GatedEngine : public ReportEngine {
 public:
     void Report(std::map<std::string, std::string> data, std::string tag) override {
-        const int gate = tag == "gate1" ? 1 : tag == "gate2" ? 2 : 0;
+        const int gate = tag.rfind("gate", 0) == 0 ? tag.back() - '0' : 0;
         while (opened < gate) {
             platform::SleepFor(std::chrono::milliseconds(1));
         }
@@ -88,90 +92,54 @@ public:
     std::atomic<int> opened{0};
 };
 
+// Records queued behind a slow one reach the file whole and in order: those ahead of a Flush
+// marker when it runs (records still queue behind it), the rest once the queue is idle even if
+// the last record went elsewhere, and of a run that meets a full disk every line that fits.
 TEST(FileReportEngineTest, QueuedRecordsReachTheFileWholeAndInOrder) {
-    TempDirectory dir;
+    testing::TempDirectory dir;
     auto engine = std::make_shared<GatedEngine>();
     ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Enable(true, false, "", "burst", "", "", "", dir.Windows());
-    const auto file = dir.Native() / "burst.jsonl";
+    Reporter::GetInstance().Enable(true, false, "", "runs", "", "", "", dir.Windows());
+    const auto file = dir.Native() / "runs.jsonl";
+    const auto queueRun = [](int gate, int from, int count, std::size_t size) {
+        Reporter::GetInstance().Report({}, "gate" + std::to_string(gate));
+        for (int i = from; i < from + count; ++i)
+            Reporter::GetInstance().Report({{"v", std::string(size, 'v')}}, std::to_string(i));
+    };
     const auto completeLines = [&] {
         std::ifstream in(file, std::ios::binary);
-        std::size_t count = 0;
-        for (char c; in.get(c);) {
-            count += c == '\n';
-        }
-        return count;
+        return std::count(std::istreambuf_iterator<char>(in), {}, '\n');
     };
-    // Each run is a gate and 300 records with long values, more than one write's worth.
-    const auto queueRun = [](const std::string& gate, int from) {
-        Reporter::GetInstance().Report({}, gate);
-        for (int i = from; i < from + 300; ++i) {
-            Reporter::GetInstance().Report({{"v", std::string(250, 'v')}}, std::to_string(i));
-        }
-    };
-    const auto expectRun = [](const std::vector<json>& lines, std::size_t at,
-                              const std::string& gate, int from) {
-        ASSERT_GE(lines.size(), at + 301);
-        EXPECT_EQ(lines[at]["tag"], gate);
-        for (int i = 0; i < 300; ++i) {
-            ASSERT_EQ(lines[at + 1 + i]["tag"], std::to_string(from + i));
-        }
-    };
-    queueRun("gate1", 0);
-    std::atomic<bool> flushed{false};
-    std::thread flusher([&] { flushed = Reporter::GetInstance().Flush(0); });
-    platform::SleepFor(std::chrono::milliseconds(100));  // the flush queues first, mostly
-    queueRun("gate2", 300);
+    queueRun(1, 0, 300, 250);  // more than one write's worth
+    EXPECT_FALSE(Reporter::GetInstance().Flush(1));  // its marker stays queued
+    queueRun(2, 300, 300, 250);
     Reporter::GetInstance().Report({}, "elsewhere");
     engine->opened = 1;
-    const auto deadline = platform::SteadyClockNow() + std::chrono::seconds(20);
-    while (!flushed && platform::SteadyClockNow() < deadline) {
-        platform::SleepFor(std::chrono::milliseconds(1));
-    }
-    if (flushed) {  // gate2 holds the records behind the flush back
-        const auto lines = ReadJsonLines(file);
-        EXPECT_EQ(lines.size(), 302u);
-        expectRun(lines, 1, "gate1", 0);
-    }
+    EXPECT_TRUE(testing::Eventually([&] { return completeLines() == 302; }));
     engine->opened = 2;
-    flusher.join();
-    EXPECT_TRUE(flushed);
-    while (completeLines() < 603 && platform::SteadyClockNow() < deadline) {
-        platform::SleepFor(std::chrono::milliseconds(10));
-    }
-    const auto lines = ReadJsonLines(file);
+    EXPECT_TRUE(testing::Eventually([&] { return completeLines() == 603; }));
+    auto lines = ReadJsonLines(file);
     ASSERT_EQ(lines.size(), 603u);
-    expectRun(lines, 1, "gate1", 0);
-    expectRun(lines, 302, "gate2", 300);
-    EXPECT_EQ(engine->file.WriteFailures(), 0u);
-}
-
-// A run that meets a full disk loses only the lines that do not fit: each gets a try of its
-// own, none is cut, and every loss is counted.
-TEST(FileReportEngineTest, QueuedRunThatMeetsAFullDiskKeepsTheLinesThatFit) {
-    TempDirectory dir;
-    auto engine = std::make_shared<GatedEngine>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    Reporter::GetInstance().Enable(true, false, "", "full", "", "", "", dir.Windows());
-    const auto file = dir.Native() / "full.jsonl";
-    Reporter::GetInstance().Report({}, "gate1");
-    for (int i = 0; i < 20; ++i) {
-        Reporter::GetInstance().Report({{"v", std::string(100, 'v')}}, std::to_string(i));
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        const std::size_t at = i < 302 ? i - 2 : i - 3;
+        ASSERT_EQ(lines[i]["tag"], i == 1 ? "gate1" : i == 302 ? "gate2" : std::to_string(at));
     }
+    EXPECT_EQ(engine->file.WriteFailures(), 0u);
+
+    queueRun(3, 0, 20, 100);
     if (!platform::LimitFileSizeForTesting(std::filesystem::file_size(file) + 1000)) {
-        engine->opened = 1;
+        engine->opened = 3;
         GTEST_SKIP() << "this system cannot limit the size of a file";
     }
-    engine->opened = 1;
+    engine->opened = 3;
     EXPECT_TRUE(Reporter::GetInstance().Flush(0));
     platform::LimitFileSizeForTesting(0);
-    const auto lines = ReadJsonLines(file);
-    ASSERT_GT(lines.size(), 2u);
-    ASSERT_LT(lines.size(), 22u);
-    EXPECT_EQ(engine->file.WriteFailures(), 22 - lines.size());
-    EXPECT_EQ(lines[1]["tag"], "gate1");
-    for (std::size_t i = 2; i < lines.size(); ++i) {
-        EXPECT_EQ(lines[i]["tag"], std::to_string(i - 2));
+    lines = ReadJsonLines(file);
+    ASSERT_GT(lines.size(), 604u);
+    ASSERT_LT(lines.size(), 624u);
+    EXPECT_EQ(engine->file.WriteFailures(), 624 - lines.size());
+    for (std::size_t i = 604; i < lines.size(); ++i) {
+        EXPECT_EQ(lines[i]["tag"], std::to_string(i - 604));
     }
 }
 
