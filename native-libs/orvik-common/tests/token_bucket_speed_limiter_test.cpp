@@ -25,6 +25,7 @@ TEST(TokenBucketTest, RequestsBuyMissingTokensAndIdleTimeRefillsUpToCapacity) {
     const std::pair<long long, std::vector<Step>> cases[] = {
         {100, {{'W', 0, 0}, {'U', 500, 0}, {'U', -1000, 0}, {'T', 1000, 0}, {'W', 150, 1010}}},
         {100, {{'W', -3, 0}, {'W', 50, 510}, {'W', 1, 20}}},  // 51 * 1000 / 100; then token gone
+        {100, {{'W', 0, 0}, {'T', 2000, 0}, {'W', 150, 0}, {'W', 150, 1010}}},  // 50 left
         {100, {{'A', -3, 0}, {'A', 50, 510}, {'A', 1, 0}, {'A', 1, 20}}},
         {2000, {{'A', 1, 1}}},                  // need 2
         {3000, {{'A', 1, 10}}},                 // 0.66 ms: the floor
