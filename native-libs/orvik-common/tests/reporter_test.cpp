@@ -97,7 +97,7 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
     EXPECT_FALSE(engine->flushedInside);
     EXPECT_EQ(engine->lastFields,
               (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"i", "v"}}));
-    const std::string absolute = (Path::Getcwd() / Path("r")).Str(Path::PATH_TYPE_WINDOWS);
+    const std::string absolute = Path("r").Absolute().Str(Path::PATH_TYPE_WINDOWS);
     EXPECT_EQ(engine->initPaths, std::vector<std::string>(2, absolute + " (option)"));
     EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
               testing::LibraryLine("INFO", "src/reporter.cpp", "orvik::Reporter::Enable",
