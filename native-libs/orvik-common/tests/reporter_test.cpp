@@ -18,14 +18,11 @@ namespace {
 
 using Fields = std::map<std::string, std::string>;
 
-// Records tags ("a b c") and the last fields, read after a Flush; holds the tag "held" until
-// `gate` opens, throws on "1". Init records its path and fails `failedInits` times first.
-class RecordingEngine : public ReportEngine {
-public:
+// Records tags ("a b c") and the last fields, read after a Flush; holds every record until
+// `gate` opens, throws on "1". Init records its path and fails for the name "fails".
+struct RecordingEngine : ReportEngine {
     void Report(Fields data, std::string tag) override {
-        if (tag == "held") {
-            gate.Wait(0);
-        }
+        gate.Wait(0);
         flushedInside = flushedInside || Reporter::GetInstance().Flush(0);  // must refuse at once
         tags += (tags.empty() ? "" : " ") + tag;
         lastFields = std::move(data);
@@ -33,13 +30,12 @@ public:
             throw std::runtime_error("engine failed");
         }
     }
-    bool Init(std::string, bool option, std::string, std::string, std::string,
+    bool Init(std::string name, bool option, std::string, std::string, std::string,
               std::string path) override {
         initPaths.push_back(path + (option ? " (option)" : ""));
-        return failedInits-- <= 0;
+        return name != "fails";
     }
 
-    int failedInits = 0;
     CountDownLatch gate{1};
     bool flushedInside = false;
     std::vector<std::string> initPaths;  // Init runs on the thread that calls Enable
@@ -50,45 +46,37 @@ public:
 void Enable(bool on, const std::string& name, const std::string& path = "r") {
     Reporter::GetInstance().Enable(on, true, "stored", name, "a", "b", "c", path);
 }
-std::shared_ptr<RecordingEngine> Install(const std::string& name, int failedInits = 0) {
+std::shared_ptr<RecordingEngine> Install(const std::string& name) {
     auto engine = std::make_shared<RecordingEngine>();
-    engine->failedInits = failedInits;
     EXPECT_TRUE(SetReportEngine(engine));
     Enable(true, name);
     return engine;
-}
-void Report(const std::string& tag, Fields data = {}) {
-    Reporter::GetInstance().Report(std::move(data), tag);
 }
 
 TEST(ReporterDataTest, TextAndNumberOverloadsStoreByTheirRules) {
     ReporterData data;
     data.AddReportInfo("k", "x");
     data.AddReportInfo("k", "");  // an empty text changes nothing
-    data.AddReportInfo("c", "text");
     data.AddReportInfo("c", -1LL);
-    data.AddReportInfo("", "e");
-    EXPECT_EQ(data.GetReportData(), (Fields{{"k", "x"}, {"c", "0"}, {"", "e"}}));
+    EXPECT_EQ(data.GetReportData(), (Fields{{"k", "x"}, {"c", "0"}}));
 }
 
-// Reports are dropped until an Init succeeds; Init then never runs again, its line is logged
-// once, Enable(false) does not disable, and the engine stays. Init gets the path absolute; the
-// reserved fields are stamped over the caller's; a throwing engine is silent. Flush waits until
-// the engine has every record queued before it, and from inside the engine refuses at once.
+// Dropped until an Init succeeds; then Init never reruns, logs once, gets an absolute path;
+// Enable(false) and a new engine change nothing; reserved fields win; engine throws are silent.
 TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAndFlush) {
     testing::FixedLogTime time;
     testing::ConsoleCapture console;
     Enable(true, "no-engine");
-    Report("dropped without engine");
+    Reporter::GetInstance().Report({}, "dropped without engine");
     EXPECT_FALSE(SetReportEngine(nullptr));
-    auto engine = Install("fails", 1);
-    Report("dropped after a failed init");
+    auto engine = Install("fails");
+    Reporter::GetInstance().Report({}, "dropped after a failed init");
     EXPECT_TRUE(Reporter::GetInstance().Flush(1)) << "nothing was queued";
     Enable(true, "first", "logs/../r");
     Enable(true, "second");
     Enable(false, "off");
     for (const char* tag : {"held", "a", "1", "b"}) {
-        Report(tag, {{"sdk_name", "other"}, {"sdk_type", "x"}, {"i", "v"}});
+        Reporter::GetInstance().Report({{"sdk_name", "other"}, {"sdk_type", "x"}, {"i", "v"}}, tag);
     }
     EXPECT_FALSE(Reporter::GetInstance().Flush(50));
     engine->gate.CountDown();
@@ -111,10 +99,12 @@ TEST(ReporterTest, RefusedThreadsNeitherThrowNorLoseRecords) {
     if (!platform::RefuseNewThreadsForTesting(true)) {
         GTEST_SKIP() << "this system cannot refuse threads";
     }
-    EXPECT_NO_THROW(Report("a"); Report("b"));
-    EXPECT_FALSE(Reporter::GetInstance().Flush(0));
+    Reporter& reporter = Reporter::GetInstance();
+    EXPECT_NO_THROW(reporter.Report({}, "a"); reporter.Report({}, "b"));
+    EXPECT_FALSE(reporter.Flush(0));
     platform::RefuseNewThreadsForTesting(false);
-    EXPECT_TRUE(Reporter::GetInstance().Flush(0));
+    engine->gate.CountDown();
+    EXPECT_TRUE(reporter.Flush(0));
     EXPECT_EQ(engine->tags, "a b");
 }
 

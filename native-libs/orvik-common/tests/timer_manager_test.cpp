@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "common/latch.h"
 #include "common/time_utils.h"
 #include "platform/platform.h"
 #include "support/console_capture.h"
@@ -72,7 +73,6 @@ protected:
         EXPECT_TRUE(clock_.AwaitWaiter(FakeClock::AtMillis(kT0 + ms), before))
             << "not asleep until " << ms;
     }
-    // Starts the timers one by one, each time waiting until the thread sleeps until `ms`.
     void StartAll(long long ms, std::initializer_list<std::shared_ptr<Timer>> timers) {
         for (const auto& timer : timers) {
             ThenSleepsUntil(ms, [&] { timer->Start(); });
@@ -86,15 +86,12 @@ protected:
     int notes_ = 0, baseline_ = -1;
 };
 
-class ThrowingTimer : public Timer {
-public:
+struct ThrowingTimer : Timer {
     using Timer::Timer;
     void OnTimer() override { throw std::logic_error("raw failure"); }
 };
 
-// Among equal due times the latest started fires first. A due time written directly is sorted
-// in by the next pass; a clock set back an hour delays the timers as much (due times are wall
-// clock times). Exceptions in callbacks are logged, OvTimer's without their text.
+// Equal due times: latest started first; SetExpire sorted at the next pass; wall clock due times.
 TEST_F(TimerManagerTest, FiresByDueTimeThenLatestStartedAndLogsExceptions) {
     testing::ConsoleCapture console;
     auto moved = Make("m", 200, false);
@@ -119,8 +116,7 @@ TEST_F(TimerManagerTest, FiresByDueTimeThenLatestStartedAndLogsExceptions) {
                   error("TimerManager::Run", "timer callback threw an exception of unknown type"));
 }
 
-// An update waits for the next pass: the thread wakes at the old due time, takes the updates
-// over and fires nothing. An update made before Stop is applied after the next Start.
+// Updates wait for the next pass (the wake at the old due time fires nothing), across Stop too.
 TEST_F(TimerManagerTest, UpdatesWaitForTheNextPassAndKeepTheListOrder) {
     auto a = Make("a", 100, false), c = Make("c", 100, false), d = Make("d", 100, false),
          t = Make("t", 100, false);
@@ -141,17 +137,12 @@ TEST_F(TimerManagerTest, UpdatesWaitForTheNextPassAndKeepTheListOrder) {
     EXPECT_EQ(Journal(4), "t@110 a@160 c@160 d@160");
 }
 
-// A timer fired stands at the front with its next due time until the next pass sorts it; a
-// newcomer started meanwhile, due as late, goes ahead of it.
+// A fired timer stays in front until the next pass; a newcomer due as late goes ahead of it.
 TEST_F(TimerManagerTest, CallbacksStartStopRestartAndUpdateTimersOnTheManagerThread) {
     std::shared_ptr<OvTimer> a, b, c, d, n = Make("n", 100, false);
     a = Make("a", 100, true, [&](int call) { call == 1 ? n->Start() : a->Stop(); });
-    b = Make("b", 100, false, [&](int call) {
-        if (call == 1) {
-            b->Start(), c->Restart();  // re-arms itself, and moves c to 100 + 500
-        }
-    });
-    c = Make("c", 500, false);
+    b = Make("b", 100, false, [&](int call) { call == 1 ? b->Start(), c->Restart() : void(); });
+    c = Make("c", 500, false);  // b's first call re-arms b and moves c to 100 + 500
     d = Make("d", 150, true, [&](int call) {
         clock_.Advance(std::chrono::milliseconds(call == 1 ? 30 : 0));
         call == 1 ? d->Update() : d->Stop();  // re-armed from 180: due 330, not 300
@@ -167,8 +158,7 @@ TEST_F(TimerManagerTest, CallbacksStartStopRestartAndUpdateTimersOnTheManagerThr
     EXPECT_EQ(Journal(8), "b@100 a@100 d@150 n@200 a@200 b@200 d@330 c@600");
 }
 
-// A period of 0 never starts. The thread starts with the first timer and ends with the last.
-// TimerManager::Stop clears every timer but leaves it marked started, so only Restart runs it.
+// The thread lives while timers run; TimerManager::Stop clears timers but marks them started.
 TEST_F(TimerManagerTest, ThreadLivesWhileTimersRunAndManagerStopClearsThemUntilRestart) {
     auto zero = Make("zero", 0, true);
     zero->Start();
@@ -189,15 +179,10 @@ TEST_F(TimerManagerTest, ThreadLivesWhileTimersRunAndManagerStopClearsThemUntilR
     EXPECT_TRUE(testing::Eventually([&] { return ExtraThreads() == 0; }));  // s's callback Stop
 }
 
-// After TimerManager::Stop the old thread may still be inside a callback. Timers started next
-// fire on time on a new thread, but that timer waits until its old callback has returned.
+// After Stop, a new thread fires on time; a timer still in its old callback waits for it.
 TEST_F(TimerManagerTest, TimersStartedAfterStopFireOnTimeBesideAnOldCallback) {
-    std::mutex gate;
-    std::unique_lock<std::mutex> closed(gate);
-    auto blocked = Make("in", 10, false, [&](int) {
-        { std::lock_guard<std::mutex> wait(gate); }
-        Note("out");  // last: the test may end, and `gate` with it, once this is noted
-    });
+    CountDownLatch gate(1);  // Note comes last: once it is noted, the test may end
+    auto blocked = Make("in", 10, false, [&](int) { gate.Wait(0), Note("out"); });
     StartAll(10, {blocked});
     AdvanceTo(10);
     ASSERT_EQ(Journal(1), "in@10");
@@ -207,7 +192,7 @@ TEST_F(TimerManagerTest, TimersStartedAfterStopFireOnTimeBesideAnOldCallback) {
     AdvanceTo(20);
     EXPECT_EQ(Journal(2), "in@10 next@20");
     EXPECT_EQ(Journal(3, 100), "in@10 next@20");  // held back
-    closed.unlock();
+    gate.CountDown();
     EXPECT_EQ(Journal(5), "in@10 next@20 out@20 in@20 out@20");
 }
 
