@@ -27,6 +27,7 @@ TEST(CountDownLatchTest, CountsDownToAReleaseForGoodAndATimedWaitSleepsOnce) {
 
 // An early CountOut opens no later Wait; after CountAll only a timed Wait still sleeps.
 TEST(CountOutWakeTest, CountOutReleasesOneWaiterAndCountAllTheRest) {
+    EXPECT_EQ(CountOutWake().GetCount(), 0u);
     CountOutWake gate(5);  // counts 5 plus the threads inside Wait
     gate.CountOut();
     std::thread first([&] { gate.Wait(0); }), second([&] { gate.Wait(0); });

@@ -108,7 +108,7 @@ TEST(PlatformFileSystemTest, SpellingsRelativeTextAndFullPathNames) {
         {L"C:", cwd},
         {L"D:x\\y", L"D:\\x\\y"},
         {L"\\\\srv\\share\\a\\..\\..\\b", L"\\\\srv\\share\\b"},
-        {L"\\\\?\\UNC\\srv\\share\\.\\b", L"\\\\?\\UNC\\srv\\share\\b"},
+        {L"\\\\?\\UNC\\srv\\share\\.\\a\\..\\..\\b", L"\\\\?\\UNC\\srv\\share\\b"},
         {L"x\\\u00e9", cwd + L"\\x\\\u00e9"},
     };
     for (const auto& [input, full] : cases) {
