@@ -196,6 +196,17 @@ std::u32string DecodedUtf16(const std::u16string& text) {
     return DecodeUtf16Replacing(text);
 }
 
+// Whether `convert` raises `Error`.
+template <class Error, class Convert>
+bool Raises(Convert convert) {
+    try {
+        convert();
+    } catch (const Error&) {
+        return true;
+    }
+    return false;
+}
+
 void CheckUtf8Input(const std::string& text) {
     FUZZ_CHECK(CharsetCvt::IsASCII(text) == IsAsciiReference(text));
     const bool isU8 = CharsetCvt::IsU8(text);
@@ -218,13 +229,7 @@ void CheckUtf8Input(const std::string& text) {
         FUZZ_CHECK(wide.size() == points.size());  // wchar_t holds code points here
         FUZZ_CHECK(CharsetCvt::WToU8(wide) == text);
     } else {
-        bool refused = false;
-        try {
-            CharsetCvt::U8ToW(text);
-        } catch (const std::range_error&) {
-            refused = true;
-        }
-        FUZZ_CHECK(refused);
+        FUZZ_CHECK(Raises<std::range_error>([&] { CharsetCvt::U8ToW(text); }));
         const std::u32string expected = DecodeReplacing(text);
         FUZZ_CHECK(CharsetCvt::U8ToU32(text) == expected);
         FUZZ_CHECK(DecodedUtf16(CharsetCvt::U8ToU16(text)) == expected);
@@ -245,13 +250,7 @@ void CheckUtf8Input(const std::string& text) {
     } else if (IsAsciiReference(text)) {
         FUZZ_CHECK(CharsetCvt::U8ToMb(text) == text);
     } else if (!strict) {  // IsU8 passed what strict UTF-8 refuses: the UTF stage fails
-        bool refused = false;
-        try {
-            CharsetCvt::U8ToMb(text);
-        } catch (const std::runtime_error&) {
-            refused = true;
-        }
-        FUZZ_CHECK(refused);
+        FUZZ_CHECK(Raises<std::runtime_error>([&] { CharsetCvt::U8ToMb(text); }));
     }
 }
 
@@ -282,13 +281,7 @@ void CheckUnitInput(const std::uint8_t* data, std::size_t size) {
         FUZZ_CHECK(CharsetCvt::WToU8(wide) == utf8 && CharsetCvt::U8ToW(utf8) == wide);
     } else {
         FUZZ_CHECK(DecodedUtf8(CharsetCvt::U32ToU8(u32)) == Replaced(u32));
-        bool refused = false;
-        try {
-            CharsetCvt::WToU8(wide);
-        } catch (const std::range_error&) {
-            refused = true;
-        }
-        FUZZ_CHECK(refused);
+        FUZZ_CHECK(Raises<std::range_error>([&] { CharsetCvt::WToU8(wide); }));
     }
 }
 
