@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
+#include <iterator>
 #include <map>
 #include <new>
 #include <unordered_map>
@@ -34,31 +35,82 @@ namespace detail {
 
 // The manager's list of started timers, in the order in which they fire.
 //
-// The order is that of a list sorted by due time on every pass with a stable sort, where a
-// newcomer is inserted before the first entry due at the same time or later, a repeating
-// timer that fired stays at the front with its new due time until the next pass, and
-// updates are taken over just before the sort. Instead of sorting, entries are kept in a map
-// by (due time, rank): a newcomer and a timer that fired get a rank below every other, which
-// puts them first among equal due times as the insertion and the stable sort do. The only
-// case where the list order that the sort starts from matters beyond that is a pass that
-// takes updates over (or follows a direct call of Timer's published setters); that pass
-// rebuilds the list order (the entries that stood before the fired timer, then the rest),
-// re-reads every due time and sorts it as a whole. So a pass costs a map lookup, and a
-// firing one re-insertion, unless an update waits.
+// The order is that of a plain list: a newcomer is inserted by a walk from the front, before
+// the first entry due at the same time or later; every pass takes waiting updates over and
+// sorts the list by due time with a stable sort; a repeating timer that fired stays at the
+// front with its new due time until the next pass. Instead of that list, entries are kept in
+// buckets of one due time each, in a map by due time. Within a bucket the back fires first:
+// a newcomer and a timer that fired rank first among equal due times, as the walk and the
+// stable sort put them, so both are pushed at the back. A pass takes the back of the first
+// bucket, and a firing one pushes it onto the bucket of its new due time, where the timers
+// fired in the same millisecond already stand. Buckets are built only once per due time.
+//
+// The list order that a sort starts from matters beyond that only in a pass that takes
+// updates over. That pass rebuilds the list order (the fired timer and the newcomers walked
+// in before it, then the rest), re-reads every due time and sorts the whole list. Where the
+// due times kept may differ from the timers' own (after a direct call of Timer's published
+// setters, or for a timer that stands twice because SetStartState was misused), newcomers
+// are walked into an explicit copy of the list order until the next pass, which sorts it.
 //
 // Not thread-safe: the manager holds its mutex around every call.
 class TimerList {
 public:
-    bool Empty() const { return byDue.empty(); }
-    const std::shared_ptr<Timer>& First() const { return byDue.begin()->second; }
-    unsigned long long FirstDue() const { return byDue.begin()->first.due; }
+    bool Empty() const { return byDue.empty() && walked.empty(); }
+
+    // The pass of GetTimeoutTimer: reads the clock, settles the list, and returns the timer to
+    // fire now (moved to its next due time or removed), or an empty pointer.
+    std::shared_ptr<Timer> TakeDue() {
+        const auto sinceEpoch = platform::WallClockNow().time_since_epoch();
+        const auto wholeMs = std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch);
+        // The reading TimeUtils::GetTimeMills would give, and what it cuts off.
+        const auto now = static_cast<unsigned long long>(wholeMs.count());
+        passTime = now;
+        passFraction = sinceEpoch - wholeMs;
+        if (Empty()) {
+            return nullptr;
+        }
+        Settle();
+        const auto first = byDue.begin();
+        std::shared_ptr<Timer> timer = first->second.back();
+        if (!timer) {
+            // The manager's own name: this pass is its GetTimeoutTimer.
+            Log::GetInstance().DoLog(LOG_LEVEL_ERROR, __FILE__, __LINE__,
+                                     "orvik::TimerManager::GetTimeoutTimer", "empty item");
+            return nullptr;
+        }
+        if (first->first > now) {
+            return nullptr;
+        }
+        if (timer->GetLoop()) {
+            const unsigned long long due = now + timer->GetTimeout();
+            timer->StoreExpire(due);
+            RescheduleFirst(first, due);
+        } else {
+            timer->SetStartState(false);
+            RemoveFirst(first);
+        }
+        return timer;
+    }
+
+    // The due time of the first entry, once a pass has settled the list.
+    unsigned long long FirstDue() const { return byDue.begin()->first; }
+    const std::shared_ptr<Timer>& First() const { return byDue.begin()->second.back(); }
 
     void Insert(const std::shared_ptr<Timer>& timer, unsigned long long due) {
-        const Slot* slot = &byDue.emplace(Slot{due, --lowestRank}, timer).first->first;
-        slotsOf.emplace(timer.get(), slot);
-        // Inserted by a walk from the front, it would stand before the fired timer.
-        if (!frontRun.empty() && due <= FrontRunLastDue()) {
-            frontRun.push_back(slot);
+        const int entries = ++entriesOf[timer.get()];
+        if (entries > 1) {
+            // Its earlier entries now keep a due time that the timer no longer has.
+            timersStandingTwice += entries == 2 ? 1 : 0;
+            dueTimesStale = true;
+        }
+        if (!walked.empty() || DueTimesMayBeStale()) {
+            WalkIn(timer);
+        } else {
+            BucketAt(due).push_back(timer);
+            // Walked in from the front, it would stand before the fired timer.
+            if (!frontRun.empty() && due <= FrontRunLastDue()) {
+                frontRun.push_back({due, timer.get(), ++pushes});
+            }
         }
         // An Update followed by Stop left a due time waiting for this timer's next pass.
         if (timer->GetUpdateExpire() != 0) {
@@ -66,24 +118,44 @@ public:
         }
     }
 
-    void RemoveAll(const Timer* timer) {
-        rescheduled = byDue.end();
-        const auto range = slotsOf.equal_range(timer);
-        for (auto it = range.first; it != range.second; ++it) {
-            const Slot slot = *it->second;
-            frontRun.erase(std::remove(frontRun.begin(), frontRun.end(), it->second),
-                           frontRun.end());
-            byDue.erase(slot);
+    void RemoveAll(Timer* timer) {
+        const auto found = entriesOf.find(timer);
+        if (found == entriesOf.end()) {
+            return;
         }
-        slotsOf.erase(range.first, range.second);
+        int entries = found->second;
+        timersStandingTwice -= entries > 1 ? 1 : 0;
+        entriesOf.erase(found);
+        frontRun.erase(std::remove_if(frontRun.begin(), frontRun.end(),
+                                      [&](const Pushed& pushed) { return pushed.timer == timer; }),
+                       frontRun.end());
+        if (!walked.empty()) {
+            walked.erase(std::remove_if(walked.begin(), walked.end(),
+                                        [&](const auto& entry) { return entry.get() == timer; }),
+                         walked.end());
+            return;
+        }
+        // Its entry stands at its due time, unless the due times kept are stale.
+        const auto guess = byDue.find(timer->GetExpire());
+        if (guess != byDue.end()) {
+            entries -= RemoveFrom(guess, timer, entries);
+        }
+        for (auto bucket = byDue.begin(); entries > 0 && bucket != byDue.end();) {
+            const auto next = std::next(bucket);
+            entries -= RemoveFrom(bucket, timer, entries);
+            bucket = next;
+        }
     }
 
     void Clear() {
-        rescheduled = byDue.end();
         byDue.clear();
-        slotsOf.clear();
+        lastPushedTo = byDue.end();
+        walked.clear();
+        entriesOf.clear();
         frontRun.clear();
+        timersStandingTwice = 0;
         updatesWaiting = false;
+        dueTimesStale = false;
     }
 
     void NoteUpdate() { updatesWaiting = true; }
@@ -111,114 +183,181 @@ public:
     // pass ends at the start of the due millisecond instead of that much into it.
     std::chrono::nanoseconds passFraction{0};
 
+private:
+    // The entries due at one time; the back fires first.
+    using Bucket = std::vector<std::shared_ptr<Timer>>;
+    using Buckets = std::map<unsigned long long, Bucket>;
+    // An entry pushed since the latest pass, in the order of pushes.
+    struct Pushed {
+        unsigned long long due;
+        const Timer* timer;
+        unsigned long long push;
+    };
+
     // The start of a pass: takes waiting updates over and puts every entry in its place.
     void Settle() {
         // The relaxed peek spares the exchange on most passes; a direct write that it does not
         // see yet is taken over by a later pass, as one made just after this pass would be.
-        if (updatesWaiting || (timerFieldsWrittenDirectly.load(std::memory_order_relaxed) &&
-                               timerFieldsWrittenDirectly.exchange(false))) {
+        if (updatesWaiting || !walked.empty() ||
+            (timerFieldsWrittenDirectly.load(std::memory_order_relaxed) &&
+             timerFieldsWrittenDirectly.exchange(false))) {
             Resort();
         }
         frontRun.clear();
     }
 
+    bool DueTimesMayBeStale() const {
+        return dueTimesStale || timerFieldsWrittenDirectly.load(std::memory_order_relaxed);
+    }
+
+    // The bucket of `due`, made if missing. Most pushes go where the previous one went.
+    Bucket& BucketAt(unsigned long long due) {
+        if (lastPushedTo == byDue.end() || lastPushedTo->first != due) {
+            lastPushedTo = byDue.empty() || byDue.rbegin()->first < due
+                              ? byDue.emplace_hint(byDue.end(), due, Bucket())
+                              : byDue.try_emplace(due).first;
+        }
+        return lastPushedTo->second;
+    }
+
+    void EraseIfEmpty(Buckets::iterator bucket) {
+        if (bucket->second.empty()) {
+            if (bucket == lastPushedTo) {
+                lastPushedTo = byDue.end();
+            }
+            byDue.erase(bucket);
+        }
+    }
+
+    // Removes up to `most` entries of `timer` from `bucket`; returns how many it removed.
+    int RemoveFrom(Buckets::iterator bucket, const Timer* timer, int most) {
+        Bucket& entries = bucket->second;
+        int removed = 0;
+        for (auto entry = entries.end(); removed < most && entry != entries.begin();) {
+            if ((--entry)->get() == timer) {
+                entry = entries.erase(entry);
+                ++removed;
+            }
+        }
+        EraseIfEmpty(bucket);
+        return removed;
+    }
+
     // The first entry, a repeating timer, fired and is due again at `due`.
-    void RescheduleFirst(unsigned long long due) {
-        auto node = byDue.extract(Unhinted(byDue.begin()));
-        node.key() = Slot{due, --lowestRank};
-        // Ranking first among the entries due at `due`, the entry goes where the previous one
-        // rescheduled to that time went, right before it; or, often, after every entry. A
-        // right hint spares the search through the whole map; a wrong one costs nothing more.
-        const auto hint =
-            rescheduled != byDue.end() && rescheduled->first.due == due ? rescheduled : byDue.end();
-        rescheduled = byDue.insert(hint, std::move(node));
-        frontRun.assign(1, &rescheduled->first);
+    void RescheduleFirst(Buckets::iterator first, unsigned long long due) {
+        std::shared_ptr<Timer> timer = std::move(first->second.back());
+        first->second.pop_back();
+        EraseIfEmpty(first);
+        if (timersStandingTwice != 0 && entriesOf[timer.get()] > 1) {
+            // Its other entry keeps the old due time: the next pass sorts by the new one.
+            dueTimesStale = true;
+            updatesWaiting = true;
+        }
+        const Timer* fired = timer.get();
+        BucketAt(due).push_back(std::move(timer));
+        frontRun.assign(1, {due, fired, ++pushes});
     }
 
     // The first entry, a one-shot timer, fired and leaves.
-    void RemoveFirst() {
-        const auto first = Unhinted(byDue.begin());
-        const auto range = slotsOf.equal_range(first->second.get());
-        for (auto it = range.first; it != range.second; ++it) {
-            if (it->second == &first->first) {
-                slotsOf.erase(it);
-                break;
-            }
+    void RemoveFirst(Buckets::iterator first) {
+        const auto count = entriesOf.find(first->second.back().get());
+        if (--count->second == 0) {
+            entriesOf.erase(count);
+        } else if (count->second == 1) {
+            --timersStandingTwice;
         }
-        byDue.erase(first);
-    }
-
-private:
-    struct Slot {
-        unsigned long long due;
-        long long rank;  // among equal due times, the lower rank fires first
-        bool operator<(const Slot& other) const {
-            return due != other.due ? due < other.due : rank < other.rank;
-        }
-    };
-    using Entries = std::map<Slot, std::shared_ptr<Timer>>;
-
-    // `entry`, about to leave the map, is no longer the hint for the next rescheduling.
-    Entries::iterator Unhinted(Entries::iterator entry) {
-        if (entry == rescheduled) {
-            rescheduled = byDue.end();
-        }
-        return entry;
+        first->second.pop_back();
+        EraseIfEmpty(first);
     }
 
     unsigned long long FrontRunLastDue() const {
         unsigned long long last = 0;
-        for (const Slot* slot : frontRun) {
-            last = std::max(last, slot->due);
+        for (const Pushed& pushed : frontRun) {
+            last = std::max(last, pushed.due);
         }
         return last;
     }
 
-    // The full pass: every entry in list order takes its waiting update over, then a stable
-    // sort by due time. Nodes are moved, not copied, and the index keeps pointing at them.
-    void Resort() {
-        rescheduled = byDue.end();
-        std::vector<Entries::node_type> nodes;
-        nodes.reserve(byDue.size());
-        std::sort(frontRun.begin(), frontRun.end(),
-                  [](const Slot* a, const Slot* b) { return *a < *b; });
-        for (const Slot* slot : frontRun) {
-            nodes.push_back(byDue.extract(*slot));
+    // The whole list in list order, taken out of the buckets: the fired timer and the
+    // newcomers walked in before it, then every bucket from its back.
+    std::vector<std::shared_ptr<Timer>> TakeListOrder() {
+        std::vector<std::shared_ptr<Timer>> order;
+        order.reserve(entriesOf.size() + static_cast<size_t>(timersStandingTwice));
+        std::sort(frontRun.begin(), frontRun.end(), [](const Pushed& a, const Pushed& b) {
+            return a.due != b.due ? a.due < b.due : a.push > b.push;
+        });
+        for (const Pushed& pushed : frontRun) {
+            Bucket& bucket = byDue.find(pushed.due)->second;
+            const auto entry = std::find_if(bucket.rbegin(), bucket.rend(), [&](const auto& e) {
+                return e.get() == pushed.timer;
+            });
+            order.push_back(std::move(*entry));
+            bucket.erase(std::next(entry).base());
         }
-        while (!byDue.empty()) {
-            nodes.push_back(byDue.extract(byDue.begin()));
+        frontRun.clear();
+        for (auto& bucket : byDue) {
+            std::move(bucket.second.rbegin(), bucket.second.rend(), std::back_inserter(order));
         }
-        for (auto& node : nodes) {
-            Timer& timer = *node.mapped();
-            const unsigned long long waiting = timer.GetUpdateExpire();
-            if (waiting != 0) {
-                timer.StoreExpire(waiting);
-                timer.StoreUpdateExpire(0);
-            }
-            node.key().due = timer.GetExpire();
-        }
-        std::stable_sort(nodes.begin(), nodes.end(),
-                         [](const auto& a, const auto& b) { return a.key().due < b.key().due; });
-        lowestRank -= static_cast<long long>(nodes.size());
-        long long rank = lowestRank;
-        for (auto& node : nodes) {
-            node.key().rank = rank++;
-            byDue.insert(byDue.end(), std::move(node));
-        }
-        updatesWaiting = false;
+        byDue.clear();
+        lastPushedTo = byDue.end();
+        return order;
     }
 
-    Entries byDue;
-    // The entry that the latest RescheduleFirst inserted, or byDue.end().
-    Entries::iterator rescheduled = byDue.end();
-    // Where each timer's entries are; a timer stands once unless SetStartState was misused.
-    std::unordered_multimap<const Timer*, const Slot*> slotsOf;
+    // A newcomer inserted as the plain list's walk does it, in an explicit copy of the list
+    // order that the next pass sorts.
+    void WalkIn(const std::shared_ptr<Timer>& timer) {
+        if (walked.empty()) {
+            walked = TakeListOrder();
+        }
+        const unsigned long long due = timer->GetExpire();
+        walked.insert(std::find_if(walked.begin(), walked.end(),
+                                   [&](const auto& entry) { return entry->GetExpire() >= due; }),
+                      timer);
+        updatesWaiting = true;
+    }
+
+    // The full pass: every entry in list order takes its waiting update over, then a stable
+    // sort by due time rebuilds the buckets.
+    void Resort() {
+        std::vector<std::shared_ptr<Timer>> order =
+            walked.empty() ? TakeListOrder() : std::move(walked);
+        walked.clear();
+        std::vector<std::pair<unsigned long long, std::shared_ptr<Timer>>> sorted;
+        sorted.reserve(order.size());
+        for (auto& timer : order) {
+            const unsigned long long waiting = timer->GetUpdateExpire();
+            if (waiting != 0) {
+                timer->StoreExpire(waiting);
+                timer->StoreUpdateExpire(0);
+            }
+            sorted.emplace_back(timer->GetExpire(), std::move(timer));
+        }
+        std::stable_sort(sorted.begin(), sorted.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        // From the last entry back, so that the first of each due time ends at its bucket's back.
+        for (auto entry = sorted.rbegin(); entry != sorted.rend(); ++entry) {
+            BucketAt(entry->first).push_back(std::move(entry->second));
+        }
+        updatesWaiting = false;
+        dueTimesStale = false;
+    }
+
+    Buckets byDue;  // never holds an empty bucket
+    // The bucket that the latest push went to, or byDue.end().
+    Buckets::iterator lastPushedTo = byDue.end();
+    // Not empty only between a walk-in and the next pass: the whole list, in list order,
+    // while byDue is empty.
+    std::vector<std::shared_ptr<Timer>> walked;
+    // How many entries each timer has; more than one only if SetStartState was misused.
+    std::unordered_map<const Timer*, int> entriesOf;
+    int timersStandingTwice = 0;
     // Between a pass that fired a repeating timer and the next pass: that timer and the
     // newcomers inserted before it, which stand ahead of the rest whatever their due times.
-    std::vector<const Slot*> frontRun;
-    // Ranks count down, so that every newcomer ranks below all entries before it.
-    long long lowestRank = 0;
+    std::vector<Pushed> frontRun;
+    unsigned long long pushes = 0;
     bool updatesWaiting = false;
+    // Some entry may keep a due time its timer no longer has.
+    bool dueTimesStale = false;
     std::vector<const Timer*> inCallback;
 };
 
@@ -393,7 +532,7 @@ void TimerManager::Run() {
                 heldBack.erase(released);
                 --timers->heldBack;
             } else {
-                timer = GetTimeoutTimer();
+                timer = timers->TakeDue();  // GetTimeoutTimer, under the lock already held
                 if (timer && timers->InCallback(timer.get())) {
                     heldBack.push_back(std::move(timer));
                     ++timers->heldBack;
@@ -461,33 +600,7 @@ void TimerManager::UpdateTimer(std::shared_ptr<Timer> timer) {
 
 std::shared_ptr<Timer> TimerManager::GetTimeoutTimer() {
     std::lock_guard<std::recursive_mutex> lock(mutex);
-    const auto sinceEpoch = platform::WallClockNow().time_since_epoch();
-    const auto wholeMs = std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch);
-    // The reading TimeUtils::GetTimeMills would give, and what it cuts off.
-    const auto now = static_cast<unsigned long long>(wholeMs.count());
-    timers->passTime = now;
-    timers->passFraction = sinceEpoch - wholeMs;
-    if (timers->Empty()) {
-        return nullptr;
-    }
-    timers->Settle();
-    std::shared_ptr<Timer> first = timers->First();
-    if (!first) {
-        ORVIK_LOG(LOG_LEVEL_ERROR, "empty item");
-        return nullptr;
-    }
-    if (timers->FirstDue() > now) {
-        return nullptr;
-    }
-    if (first->GetLoop()) {
-        const unsigned long long due = now + first->GetTimeout();
-        first->StoreExpire(due);
-        timers->RescheduleFirst(due);
-    } else {
-        first->SetStartState(false);
-        timers->RemoveFirst();
-    }
-    return first;
+    return timers->TakeDue();
 }
 
 }  // namespace orvik

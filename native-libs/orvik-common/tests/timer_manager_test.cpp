@@ -2,15 +2,22 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
+#include <list>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "common/latch.h"
 #include "common/time_utils.h"
@@ -194,6 +201,130 @@ TEST_F(TimerManagerTest, TimersStartedAfterStopFireOnTimeBesideAnOldCallback) {
     EXPECT_EQ(Journal(3, 100), "in@10 next@20");  // held back
     gate.CountDown();
     EXPECT_EQ(Journal(5), "in@10 next@20 out@20 in@20 out@20");
+}
+
+// The list as the plain rules keep it: entries in list order, a newcomer inserted by a walk from
+// the front, updates taken over and a stable sort on every pass, a fired repeating timer left
+// at the front until the next pass.
+class PlainTimerList {
+public:
+    struct State {
+        unsigned long long timeout;
+        bool loop;
+        unsigned long long expire = 0, update = 0;
+        bool started = false;
+    };
+    std::vector<State> timers;
+
+    void Add(int id, unsigned long long now) {
+        State& timer = timers[id];
+        if (timer.timeout == 0 || timer.started) {
+            return;
+        }
+        timer.started = true;
+        timer.expire = timer.timeout + now;
+        list_.insert(std::find_if(list_.begin(), list_.end(),
+                                  [&](int other) { return timers[other].expire >= timer.expire; }),
+                     id);
+    }
+    void Delete(int id) {
+        if (timers[id].started) {
+            timers[id].started = false;
+            list_.remove(id);
+        }
+    }
+    void Update(int id, unsigned long long now) {
+        if (timers[id].started) {
+            timers[id].update = timers[id].timeout + now;
+        }
+    }
+    // The timer a pass at `now` fires, or -1.
+    int Pass(unsigned long long now) {
+        if (list_.empty()) {
+            return -1;
+        }
+        for (int id : list_) {
+            if (timers[id].update != 0) {
+                timers[id].expire = std::exchange(timers[id].update, 0);
+            }
+        }
+        std::vector<int> sorted(list_.begin(), list_.end());
+        std::stable_sort(sorted.begin(), sorted.end(),
+                         [&](int a, int b) { return timers[a].expire < timers[b].expire; });
+        list_.assign(sorted.begin(), sorted.end());
+        const int first = list_.front();
+        if (timers[first].expire > now) {
+            return -1;
+        }
+        if (timers[first].loop) {
+            timers[first].expire = now + timers[first].timeout;
+        } else {
+            timers[first].started = false;
+            list_.pop_front();
+        }
+        return first;
+    }
+
+private:
+    std::list<int> list_;
+};
+
+// Random starts, stops, updates, direct writes, clock steps and passes, each on a manager whose
+// thread the system refuses (so that only the test's passes fire) and on the plain list.
+TEST(TimerListTest, PassesFireWhatAPlainSortedListFires) {
+    if (!platform::RefuseNewThreadsForTesting(true)) {
+        GTEST_SKIP() << "threads cannot be refused here";
+    }
+    FakeClock clock(FakeClock::AtMillis(kT0));
+    for (unsigned seed = 1; seed <= 400; ++seed) {
+        std::mt19937 random(seed);
+        const auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+        TimerManager manager;
+        PlainTimerList plain;
+        std::vector<std::shared_ptr<OvTimer>> real;
+        for (int id = 0; id < 10; ++id) {
+            plain.timers.push_back({static_cast<unsigned long long>(pick(5)), pick(2) == 0});
+            real.push_back(std::make_shared<OvTimer>(plain.timers.back().timeout,
+                                                     plain.timers.back().loop));
+        }
+        for (int step = 0; step < 300; ++step) {
+            const unsigned long long now = TimeUtils::GetTimeMills();
+            const int id = pick(10);
+            switch (pick(12)) {
+                case 0: case 1: case 2:
+                    try {
+                        manager.AddTimer(real[id]);
+                    } catch (const std::system_error&) {  // the first start launches no thread
+                    }
+                    plain.Add(id, now);
+                    break;
+                case 3: manager.DeleteTimer(real[id]), plain.Delete(id); break;
+                case 4: manager.UpdateTimer(real[id]), plain.Update(id, now); break;
+                case 5:
+                    real[id]->SetExpire(now + static_cast<unsigned long long>(pick(6)));
+                    plain.timers[id].expire = real[id]->GetExpire();
+                    break;
+                case 6:
+                    real[id]->SetStartState(false);  // misuse: a second Start adds a second entry
+                    plain.timers[id].started = false;
+                    break;
+                case 7: clock.Advance(std::chrono::milliseconds(1 + pick(3))); break;
+                default: {
+                    const std::shared_ptr<Timer> fired = manager.GetTimeoutTimer();
+                    const int expected = plain.Pass(now);
+                    const auto firedId = std::find(real.begin(), real.end(), fired) - real.begin();
+                    ASSERT_EQ(fired ? firedId : -1, expected)
+                        << "seed " << seed << ", step " << step;
+                }
+            }
+            for (int each = 0; each < 10; ++each) {
+                ASSERT_EQ(real[each]->GetExpire(), plain.timers[each].expire)
+                    << "seed " << seed << ", step " << step << ", timer " << each;
+                ASSERT_EQ(real[each]->IsStart(), plain.timers[each].started);
+            }
+        }
+    }
+    platform::RefuseNewThreadsForTesting(false);
 }
 
 }  // namespace

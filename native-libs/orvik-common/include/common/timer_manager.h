@@ -145,8 +145,10 @@ public:
 // over keep the order they had before it. A repeating timer is due again `timeout` ms after
 // the moment it fired, read before its callback: a late firing shifts the series, and missed
 // firings are not made up. A callback longer than its period makes the timer due again at
-// once, behind other timers due earlier. Each pass costs a lookup in an ordered map and a
-// firing one re-insertion; only a pass that takes updates over re-sorts the whole list.
+// once, behind other timers due earlier. Timers are kept in buckets of one due time each: a
+// pass takes the next timer of the first bucket, and a firing one joins the bucket of its next
+// due time, which the timers fired in the same millisecond share. Only a pass that takes
+// updates over re-sorts the whole list.
 //
 // The instance lives until the process ends. At exit it is stopped, as TimerManager::Stop
 // does, and its memory is never released, so that a thread still inside a callback never
