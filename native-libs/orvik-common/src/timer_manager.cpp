@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <exception>
 #include <iterator>
 #include <map>
@@ -72,6 +73,9 @@ public:
         Settle();
         const auto first = byDue.begin();
         std::shared_ptr<Timer> timer = first->second.back();
+        if (first->second.size() > 1) {
+            PrefetchTimer(first->second.end()[-2].get());
+        }
         if (!timer) {
             // The manager's own name: this pass is its GetTimeoutTimer.
             Log::GetInstance().DoLog(LOG_LEVEL_ERROR, __FILE__, __LINE__,
@@ -184,6 +188,20 @@ public:
     std::chrono::nanoseconds passFraction{0};
 
 private:
+    // The next timer of a bucket is due with the one handed out: fetching its object while
+    // that one's callback runs spares the next pass a wait for memory, which in a bucket of
+    // many timers adds up to lateness for the last ones.
+    static void PrefetchTimer(const Timer* timer) {
+#if defined(__GNUC__)
+        const char* object = reinterpret_cast<const char*>(timer);
+        for (std::size_t line = 0; line < sizeof(OvTimer); line += 64) {
+            __builtin_prefetch(object + line);
+        }
+#else
+        (void)timer;
+#endif
+    }
+
     // The entries due at one time; the back fires first.
     using Bucket = std::vector<std::shared_ptr<Timer>>;
     using Buckets = std::map<unsigned long long, Bucket>;
