@@ -76,7 +76,9 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
     Enable(true, "second");
     Enable(false, "off");
     for (const char* tag : {"held", "a", "1", "b"}) {
-        Reporter::GetInstance().Report({{"sdk_name", "other"}, {"sdk_type", "x"}, {"i", "v"}}, tag);
+        Reporter::GetInstance().Report(
+            {{"sdk_name", "other"}, {"sdk_nx", "m"}, {"sdk_type", "x"}, {"i", "v"}, {"zz", "z"}},
+            tag);
     }
     EXPECT_FALSE(Reporter::GetInstance().Flush(50));
     engine->gate.CountDown();
@@ -84,7 +86,8 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
     EXPECT_EQ(engine->tags, "held a 1 b");
     EXPECT_FALSE(engine->flushedInside);
     EXPECT_EQ(engine->lastFields,
-              (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"i", "v"}}));
+              (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"sdk_nx", "m"}, {"i", "v"},
+                      {"zz", "z"}}));
     const std::string absolute = Path("r").Absolute().Str(Path::PATH_TYPE_WINDOWS);
     EXPECT_EQ(engine->initPaths, std::vector<std::string>(2, absolute + " (option)"));
     EXPECT_EQ(testing::MaskLineNumbers(console.Text()),
