@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -50,16 +51,21 @@ detail::NeverDestroyed<HeldOutputs> heldOutputs;
 // One record on its way to the engine, packed into one piece of text on the caller's thread
 // and unpacked into a fresh map on the reporter's. The nodes of a map never pass between the
 // threads: reading them on the other core and freeing them there cost more than packing and
-// rebuilding, and the caller's allocations stay on its own thread. The pool copies the task
-// that carries the record, not the record.
+// rebuilding, and the caller's allocations stay on its own thread. Records are reused (see
+// RecordStore), and the task that carries one holds only its address, so the pool copies no
+// more than a pointer.
 class QueuedReport {
 public:
-    QueuedReport(std::shared_ptr<ReportEngine> engine,
-                 const std::map<std::string, std::string>& data, const std::string& tag)
-        : engine_(std::move(engine)), fields_(data.size()) {
+    // Packs the record; the text keeps the capacity of the record's earlier uses.
+    void Fill(std::shared_ptr<ReportEngine> engine, const std::map<std::string, std::string>& data,
+              const std::string& tag) {
         std::size_t size = Measure(tag);
         for (const auto& [key, value] : data) {
             size += Measure(key) + Measure(value);
+        }
+        packed_.clear();
+        if (packed_.capacity() > kLongestKeptText && size <= kLongestKeptText) {
+            packed_.shrink_to_fit();  // one long record does not pin its memory for good
         }
         packed_.reserve(size);
         Pack(tag);
@@ -67,10 +73,13 @@ public:
             Pack(key);
             Pack(value);
         }
+        fields_ = data.size();
+        engine_ = std::move(engine);
     }
 
-    // Hands the record to the engine; called once.
+    // Hands the record to the engine; called once per Fill. Lets go of the engine.
     void Deliver() {
+        const std::shared_ptr<ReportEngine> engine = std::move(engine_);
         std::size_t at = 0;
         std::string tag = Unpack(at);
         std::map<std::string, std::string> data;
@@ -78,10 +87,19 @@ public:
             std::string key = Unpack(at);
             data.emplace_hint(data.end(), std::move(key), Unpack(at));  // packed in key order
         }
-        engine_->Report(std::move(data), std::move(tag));
+        engine->Report(std::move(data), std::move(tag));
     }
 
+    // Lets go of the engine of a record that will not be delivered.
+    void Drop() { engine_.reset(); }
+
+    // RecordStore's links.
+    QueuedReport* next = nullptr;
+    std::size_t slot = 0;
+
 private:
+    static constexpr std::size_t kLongestKeptText = 64 * 1024;
+
     static std::size_t Measure(const std::string& text) {
         return sizeof(std::size_t) + text.size();
     }
@@ -101,11 +119,80 @@ private:
         return text;
     }
 
-    // Keeps the engine alive until the task has ended.
-    const std::shared_ptr<ReportEngine> engine_;
-    const std::size_t fields_;
+    // Keeps the engine alive until the record has been delivered.
+    std::shared_ptr<ReportEngine> engine_;
+    std::size_t fields_ = 0;
     std::string packed_;  // the tag, then each key and value, each after its length
 };
+
+// Owns every record, queued or spare. A delivered record comes back through a lock-free
+// stack and is filled again by a later Report: a record's memory is allocated and freed on
+// the callers' side only, never freed by the reporter's thread, whose frees of memory that
+// another thread allocated would contend with that thread's allocations for the allocator's
+// lock. A task that the pool drops unrun (at unload) leaves its record here, still holding its
+// engine: the process is ending. Never destroyed, as the reporter thread may still give a
+// record back while the process exits.
+class RecordStore {
+public:
+    // A spare record, or a new one. Thread-safe; Give may run at the same time.
+    QueuedReport* Take() {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (spare == nullptr) {
+            ReclaimReturned();
+        }
+        if (spare != nullptr) {
+            QueuedReport* record = spare;
+            spare = record->next;
+            --spareCount;
+            return record;
+        }
+        owned.push_back(std::make_unique<QueuedReport>());
+        owned.back()->slot = owned.size() - 1;
+        return owned.back().get();
+    }
+
+    // Hands a record back for reuse. Lock-free: called by the reporter's thread after delivery,
+    // and by Report for a record it could not queue.
+    void Give(QueuedReport* record) {
+        record->next = returned.load(std::memory_order_relaxed);
+        while (!returned.compare_exchange_weak(record->next, record, std::memory_order_release,
+                                               std::memory_order_relaxed)) {
+        }
+    }
+
+private:
+    // Spare records beyond this many are freed: a burst does not keep its records for good.
+    static constexpr std::size_t kMostSpare = 1024;
+
+    // Takes over every record given back; frees those beyond kMostSpare. Under `mutex`.
+    void ReclaimReturned() {
+        spare = returned.exchange(nullptr, std::memory_order_acquire);
+        for (QueuedReport* record = spare; record != nullptr; record = record->next) {
+            ++spareCount;
+        }
+        while (spareCount > kMostSpare) {
+            QueuedReport* record = spare;
+            spare = record->next;
+            --spareCount;
+            Free(record);
+        }
+    }
+
+    void Free(QueuedReport* record) {
+        const std::size_t slot = record->slot;
+        owned[slot].swap(owned.back());
+        owned[slot]->slot = slot;
+        owned.pop_back();
+    }
+
+    std::mutex mutex;
+    std::vector<std::unique_ptr<QueuedReport>> owned;  // guarded by mutex
+    QueuedReport* spare = nullptr;                      // guarded by mutex; linked by `next`
+    std::size_t spareCount = 0;                         // guarded by mutex
+    // Given back since the latest ReclaimReturned, linked by `next`.
+    std::atomic<QueuedReport*> returned{nullptr};
+};
+detail::NeverDestroyed<RecordStore> recordStore;
 
 // The report task: runs on the reporter pool's worker, outside every lock of Reporter.
 void DeliverReport(QueuedReport& record) {
@@ -121,6 +208,7 @@ void DeliverReport(QueuedReport& record) {
             // An engine's failure is its own; the next record is still delivered.
         }
     }
+    recordStore->Give(&record);
     if (reportsQueued.load(std::memory_order_acquire) <= 0) {
         detail::WriteHeldOutputs();
     }
@@ -251,18 +339,27 @@ void Reporter::Report(std::map<std::string, std::string> data, std::string tag) 
     try {
         data[kSdkTypeKey] = kSdkTypeValue;
         data[kSdkNameKey] = kSdkNameValue;
-        auto record = std::make_shared<QueuedReport>(engine, data, tag);
+        QueuedReport* record = recordStore->Take();
+        try {
+            record->Fill(engine, data, tag);
+        } catch (...) {
+            recordStore->Give(record);
+            throw;
+        }
         reportsQueued.fetch_add(1, std::memory_order_acq_rel);
         bool queued = false;
         try {
             // Delivery failures stay inside the task; nothing of it reaches the caller.
             queued = SubmitToReporterPool([record] { DeliverReport(*record); });
         } catch (...) {
+            // Perhaps queued after all: the record is not reused, and stays owned by the store.
             reportsQueued.fetch_sub(1, std::memory_order_acq_rel);
             throw;
         }
         if (!queued) {
             reportsQueued.fetch_sub(1, std::memory_order_acq_rel);
+            record->Drop();
+            recordStore->Give(record);
         }
     } catch (const std::exception&) {
         // Out of memory while copying the record: it is lost, as a record the engine refused.

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/latch.h"
@@ -97,6 +99,45 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
 }
 
 // While threads are refused, Report queues without throwing and Flush fails; then all arrive.
+// Records are reused: every one reaches the engine whole, whatever the sizes of the ones before
+// it, over bursts larger than the records kept spare and past a record longer than those kept.
+TEST(ReporterTest, BurstsOfRecordsOfEverySizeArriveWhole) {
+    struct Collecting : ReportEngine {
+        void Report(Fields data, std::string tag) override {
+            gate.Wait(0);
+            records.emplace_back(std::move(tag), std::move(data));
+        }
+        bool Init(std::string, bool, std::string, std::string, std::string, std::string) override {
+            return true;
+        }
+        CountDownLatch gate{1};
+        std::vector<std::pair<std::string, Fields>> records;
+    };
+    auto engine = std::make_shared<Collecting>();
+    ASSERT_TRUE(SetReportEngine(engine));
+    Enable(true, "bursts");
+    std::vector<std::pair<std::string, Fields>> sent;
+    for (int burst = 0; burst < 3; ++burst) {
+        for (int i = 0; i < 1500; ++i) {
+            Fields fields;
+            for (int field = 0; field < (i + burst) % 4; ++field) {
+                fields["k" + std::to_string(field)] = std::string((i * 37 + field) % 90, 'v');
+            }
+            if (burst == 1 && i == 700) {
+                fields["long"] = std::string(100000, 'L');
+            }
+            const std::string tag = std::to_string(burst) + "/" + std::to_string(i);
+            Reporter::GetInstance().Report(fields, tag);
+            fields["sdk_name"] = "orvik";
+            fields["sdk_type"] = "QxRR";
+            sent.emplace_back(tag, std::move(fields));
+        }
+        engine->gate.CountDown();
+        ASSERT_TRUE(Reporter::GetInstance().Flush(0));
+    }
+    EXPECT_TRUE(engine->records == sent);
+}
+
 TEST(ReporterTest, RefusedThreadsNeitherThrowNorLoseRecords) {
     auto engine = Install("refused");
     if (!platform::RefuseNewThreadsForTesting(true)) {
