@@ -30,6 +30,8 @@ fi
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DORVIK_COMMON_BUILD_TESTS=OFF \
     -DORVIK_COMMON_BUILD_EXAMPLES=OFF -DORVIK_COMMON_BUILD_BENCHMARKS=ON >/dev/null
 cmake --build "$build" -j "$jobs"
+# The build's output reaches the disk now, not during the benchmarks that sync their files.
+sync
 # Keep large result buffers on the heap: otherwise each fresh multi-megabyte vector is mapped anew
 # and its page faults swamp whichever side of a comparison happens to meet them.
 export GLIBC_TUNABLES=${GLIBC_TUNABLES:-glibc.malloc.mmap_threshold=4194304:glibc.malloc.trim_threshold=16777216}
@@ -41,8 +43,10 @@ for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
     name=$(basename "$binary")
     case "$name" in *"$filter"*) ;; *) continue ;; esac
     echo "== $name"
+    # Repetitions run in random order across the binary's benchmarks: whichever side ran first
+    # after start-up, or right after the other's heavy run, would otherwise pay for it every time.
     "$binary" --benchmark_counters_tabular=true --benchmark_repetitions="$repetitions" \
-        --benchmark_report_aggregates_only=true \
+        --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
         --benchmark_out="$results/$name.json" --benchmark_out_format=json
 done
 echo
