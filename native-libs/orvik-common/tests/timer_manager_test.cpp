@@ -290,7 +290,7 @@ TEST(TimerListTest, PassesFireWhatAPlainSortedListFires) {
         for (int step = 0; step < 300; ++step) {
             const unsigned long long now = TimeUtils::GetTimeMills();
             const int id = pick(10);
-            switch (pick(12)) {
+            switch (pick(13)) {
                 case 0: case 1: case 2:
                     try {
                         manager.AddTimer(real[id]);
@@ -303,6 +303,10 @@ TEST(TimerListTest, PassesFireWhatAPlainSortedListFires) {
                 case 5:
                     real[id]->SetExpire(now + static_cast<unsigned long long>(pick(6)));
                     plain.timers[id].expire = real[id]->GetExpire();
+                    break;
+                case 12:
+                    real[id]->SetUpdateExpire(now + static_cast<unsigned long long>(pick(6)));
+                    plain.timers[id].update = real[id]->GetUpdateExpire();
                     break;
                 case 6:
                     real[id]->SetStartState(false);  // misuse: a second Start adds a second entry
