@@ -20,14 +20,14 @@ namespace {
 
 using Fields = std::map<std::string, std::string>;
 
-// Records tags ("a b c") and the last fields, read after a Flush; holds every record until
+// Records tags ("a b c") and every record, read after a Flush; holds every record until
 // `gate` opens, throws on "1". Init records its path and fails for the name "fails".
 struct RecordingEngine : ReportEngine {
     void Report(Fields data, std::string tag) override {
         gate.Wait(0);
         flushedInside = flushedInside || Reporter::GetInstance().Flush(0);  // must refuse at once
         tags += (tags.empty() ? "" : " ") + tag;
-        lastFields = std::move(data);
+        records.emplace_back(tag, std::move(data));
         if (tag == "1") {
             throw std::runtime_error("engine failed");
         }
@@ -42,7 +42,7 @@ struct RecordingEngine : ReportEngine {
     bool flushedInside = false;
     std::vector<std::string> initPaths;  // Init runs on the thread that calls Enable
     std::string tags;
-    Fields lastFields;
+    std::vector<std::pair<std::string, Fields>> records;
 };
 
 void Enable(bool on, const std::string& name, const std::string& path = "r") {
@@ -87,7 +87,7 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
     EXPECT_TRUE(Reporter::GetInstance().Flush(0));
     EXPECT_EQ(engine->tags, "held a 1 b");
     EXPECT_FALSE(engine->flushedInside);
-    EXPECT_EQ(engine->lastFields,
+    EXPECT_EQ(engine->records.back().second,
               (Fields{{"sdk_type", "QxRR"}, {"sdk_name", "orvik"}, {"sdk_nx", "m"}, {"i", "v"},
                       {"zz", "z"}}));
     const std::string absolute = Path("r").Absolute().Str(Path::PATH_TYPE_WINDOWS);
@@ -102,20 +102,7 @@ TEST(ReporterTest, ReportsFlowStampedAndInOrderOnlyAfterTheFirstSuccessfulInitAn
 // Records are reused: every one reaches the engine whole, whatever the sizes of the ones before
 // it, over bursts larger than the records kept spare and past a record longer than those kept.
 TEST(ReporterTest, BurstsOfRecordsOfEverySizeArriveWhole) {
-    struct Collecting : ReportEngine {
-        void Report(Fields data, std::string tag) override {
-            gate.Wait(0);
-            records.emplace_back(std::move(tag), std::move(data));
-        }
-        bool Init(std::string, bool, std::string, std::string, std::string, std::string) override {
-            return true;
-        }
-        CountDownLatch gate{1};
-        std::vector<std::pair<std::string, Fields>> records;
-    };
-    auto engine = std::make_shared<Collecting>();
-    ASSERT_TRUE(SetReportEngine(engine));
-    Enable(true, "bursts");
+    auto engine = Install("bursts");
     std::vector<std::pair<std::string, Fields>> sent;
     for (int burst = 0; burst < 3; ++burst) {
         for (int i = 0; i < 1500; ++i) {

@@ -8,7 +8,6 @@
 #include <functional>
 #include <initializer_list>
 #include <iterator>
-#include <list>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -218,19 +217,17 @@ public:
 
     void Add(int id, unsigned long long now) {
         State& timer = timers[id];
-        if (timer.timeout == 0 || timer.started) {
-            return;
+        if (timer.timeout != 0 && !timer.started) {
+            timer.started = true;
+            timer.expire = timer.timeout + now;
+            list_.insert(std::find_if(list_.begin(), list_.end(),
+                                      [&](int other) { return timers[other].expire >= timer.expire; }),
+                         id);
         }
-        timer.started = true;
-        timer.expire = timer.timeout + now;
-        list_.insert(std::find_if(list_.begin(), list_.end(),
-                                  [&](int other) { return timers[other].expire >= timer.expire; }),
-                     id);
     }
     void Delete(int id) {
-        if (timers[id].started) {
-            timers[id].started = false;
-            list_.remove(id);
+        if (std::exchange(timers[id].started, false)) {
+            list_.erase(std::remove(list_.begin(), list_.end(), id), list_.end());
         }
     }
     void Update(int id, unsigned long long now) {
@@ -240,33 +237,28 @@ public:
     }
     // The timer a pass at `now` fires, or -1.
     int Pass(unsigned long long now) {
-        if (list_.empty()) {
-            return -1;
-        }
         for (int id : list_) {
             if (timers[id].update != 0) {
                 timers[id].expire = std::exchange(timers[id].update, 0);
             }
         }
-        std::vector<int> sorted(list_.begin(), list_.end());
-        std::stable_sort(sorted.begin(), sorted.end(),
+        std::stable_sort(list_.begin(), list_.end(),
                          [&](int a, int b) { return timers[a].expire < timers[b].expire; });
-        list_.assign(sorted.begin(), sorted.end());
-        const int first = list_.front();
-        if (timers[first].expire > now) {
+        if (list_.empty() || timers[list_.front()].expire > now) {
             return -1;
         }
+        const int first = list_.front();
         if (timers[first].loop) {
             timers[first].expire = now + timers[first].timeout;
         } else {
             timers[first].started = false;
-            list_.pop_front();
+            list_.erase(list_.begin());
         }
         return first;
     }
 
 private:
-    std::list<int> list_;
+    std::vector<int> list_;
 };
 
 // Random starts, stops, updates, direct writes, clock steps and passes, each on a manager whose
