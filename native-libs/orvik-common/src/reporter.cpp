@@ -77,7 +77,8 @@ public:
         engine_ = std::move(engine);
     }
 
-    // Hands the record to the engine; called once per Fill. Lets go of the engine.
+    // Hands the record to the engine; called once per Fill. Keeps neither the report nor the
+    // engine.
     void Deliver() {
         const std::shared_ptr<ReportEngine> engine = std::move(engine_);
         std::size_t at = 0;
@@ -87,11 +88,15 @@ public:
             std::string key = Unpack(at);
             data.emplace_hint(data.end(), std::move(key), Unpack(at));  // packed in key order
         }
+        packed_.clear();  // a spare record holds no report
         engine->Report(std::move(data), std::move(tag));
     }
 
-    // Lets go of the engine of a record that will not be delivered.
-    void Drop() { engine_.reset(); }
+    // Empties a record that will not be delivered.
+    void Drop() {
+        engine_.reset();
+        packed_.clear();
+    }
 
     // RecordStore's links.
     QueuedReport* next = nullptr;
