@@ -157,7 +157,7 @@ public:
     }
 
     // Hands a record back for reuse. Lock-free: called by the reporter's thread after delivery,
-    // and by Report for a record it could not queue.
+    // and by Report for a record it could not fill or queue.
     void Give(QueuedReport* record) {
         record->next = returned.load(std::memory_order_relaxed);
         while (!returned.compare_exchange_weak(record->next, record, std::memory_order_release,
@@ -348,6 +348,7 @@ void Reporter::Report(std::map<std::string, std::string> data, std::string tag) 
         try {
             record->Fill(engine, data, tag);
         } catch (...) {
+            record->Drop();
             recordStore->Give(record);
             throw;
         }
