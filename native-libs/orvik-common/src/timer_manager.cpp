@@ -96,8 +96,7 @@ public:
         return timer;
     }
 
-    // The due time of the first entry, once a pass has settled the list.
-    unsigned long long FirstDue() const { return byDue.begin()->first; }
+    // The first entry, once a pass has settled the list.
     const std::shared_ptr<Timer>& First() const { return byDue.begin()->second.back(); }
 
     void Insert(const std::shared_ptr<Timer>& timer, unsigned long long due) {
