@@ -43,11 +43,17 @@ for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
     name=$(basename "$binary")
     case "$name" in *"$filter"*) ;; *) continue ;; esac
     echo "== $name"
-    # Repetitions run in random order across the binary's benchmarks: whichever side ran first
-    # after start-up, or right after the other's heavy run, would otherwise pay for it every time.
-    "$binary" --benchmark_counters_tabular=true --benchmark_repetitions="$repetitions" \
-        --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true \
-        --benchmark_out="$results/$name.json" --benchmark_out_format=json
+    # Each family (the benchmarks a ratio compares) runs in a process of its own: the heap, the
+    # caches and the threads a family leaves behind would otherwise weigh on whichever side
+    # happens to run next. Within a family the repetitions run in random order, so neither side
+    # always runs first.
+    families=$("$binary" --benchmark_list_tests=true | cut -d/ -f1 | sort -u)
+    for family in $families; do
+        "$binary" --benchmark_filter="^$family/" --benchmark_counters_tabular=true \
+            --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving=true \
+            --benchmark_report_aggregates_only=true \
+            --benchmark_out="$results/$name.$family.json" --benchmark_out_format=json
+    done
 done
 echo
 echo "== ours/peer, $repetitions repetitions, load average at the end: $(cut -d' ' -f1-3 /proc/loadavg)"
