@@ -49,7 +49,7 @@ for binary in "$build"/native-libs/orvik-common/bench/*_bench; do
     # always runs first.
     families=$("$binary" --benchmark_list_tests=true | cut -d/ -f1 | sort -u)
     for family in $families; do
-        "$binary" --benchmark_filter="^$family/" --benchmark_counters_tabular=true \
+        "$binary" --benchmark_filter="^$family(/|$)" --benchmark_counters_tabular=true \
             --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving=true \
             --benchmark_report_aggregates_only=true \
             --benchmark_out="$results/$name.$family.json" --benchmark_out_format=json
