@@ -135,7 +135,7 @@ private:
 // the callers' side only, never freed by the reporter's thread, whose frees of memory that
 // another thread allocated would contend with that thread's allocations for the allocator's
 // lock. A task that the pool drops unrun (at unload) leaves its record here, still holding its
-// engine: the process is ending. Never destroyed, as the reporter thread may still give a
+// engine, until ReleaseUndelivered. Never destroyed, as the reporter thread may still give a
 // record back while the process exits.
 class RecordStore {
 public:
@@ -162,6 +162,15 @@ public:
         record->next = returned.load(std::memory_order_relaxed);
         while (!returned.compare_exchange_weak(record->next, record, std::memory_order_release,
                                                std::memory_order_relaxed)) {
+        }
+    }
+
+    // Empties every record: called once no delivery runs and none will be queued, so the
+    // records still filled are those whose tasks were dropped.
+    void ReleaseUndelivered() {
+        std::lock_guard<std::mutex> lock(mutex);
+        for (const auto& record : owned) {
+            record->Drop();
         }
     }
 
@@ -236,6 +245,10 @@ namespace detail {
 
 bool ReportsQueuedBehind() {
     return deliveringReport && reportsQueued.load(std::memory_order_acquire) > 0;
+}
+
+void ReleaseUndeliveredReports() {
+    recordStore->ReleaseUndelivered();
 }
 
 void WriteWhenIdle(std::weak_ptr<HeldOutput> output) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -137,6 +139,31 @@ TEST(ReporterTest, RefusedThreadsNeitherThrowNorLoseRecords) {
     engine->gate.CountDown();
     EXPECT_TRUE(reporter.Flush(0));
     EXPECT_EQ(engine->tags, "a b");
+}
+
+// Says when it goes.
+struct EngineThatSaysGoodbye : ReportEngine {
+    ~EngineThatSaysGoodbye() override { std::fputs("engine destroyed\n", stderr); }
+    void Report(Fields, std::string) override {}
+    bool Init(std::string, bool, std::string, std::string, std::string, std::string) override {
+        return true;
+    }
+};
+
+TEST(ReporterTest, RecordsDroppedAtExitLetTheirEngineGo) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            SetReportEngine(std::make_shared<EngineThatSaysGoodbye>());
+            Enable(true, "goodbye");
+            // With no thread to deliver them, the records are still queued when the exit
+            // shuts the pool down.
+            if (platform::RefuseNewThreadsForTesting(true)) {
+                Reporter::GetInstance().Report({}, "dropped");
+            }
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "engine destroyed");
 }
 
 }  // namespace

@@ -15,10 +15,16 @@ namespace {
 // exits finds a live object that refuses new work. When the system has already stopped the
 // pool's threads (see platform::ProcessIsEnding), one may have held a lock that Shutdown would
 // wait for, and the pool is left to the system.
-std::shared_ptr<ThreadPool> MakeProcessPool(NeverDestroyed<ThreadPool>& storage) {
-    return std::shared_ptr<ThreadPool>(storage.get(), [](ThreadPool* pool) {
+// `afterStop`, when given, runs once Shutdown has returned: no task runs then, and the tasks
+// that never ran are gone.
+std::shared_ptr<ThreadPool> MakeProcessPool(NeverDestroyed<ThreadPool>& storage,
+                                            void (*afterStop)() = nullptr) {
+    return std::shared_ptr<ThreadPool>(storage.get(), [afterStop](ThreadPool* pool) {
         if (!platform::ProcessIsEnding()) {
             pool->Shutdown(ThreadPool::SHUTDOWN_IMMEDIATE);
+            if (afterStop != nullptr) {
+                afterStop();
+            }
         }
     });
 }
@@ -39,7 +45,8 @@ std::recursive_mutex optionMutex;
 namespace {
 NeverDestroyed<ThreadPool> reporterPoolObject("ov-com-report", 1, 1);
 }
-const std::shared_ptr<ThreadPool> reporterPool = MakeProcessPool(reporterPoolObject);
+const std::shared_ptr<ThreadPool> reporterPool =
+    MakeProcessPool(reporterPoolObject, ReleaseUndeliveredReports);
 
 // 6, 7. The words of the bool conversions, never destroyed: a host thread may still parse a
 // bool while the process exits.

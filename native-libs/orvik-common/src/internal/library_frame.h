@@ -14,7 +14,9 @@
 //   object                        built                         torn down at unload
 //   fileWriteMutex, optionMutex   load (library_frame.cpp)      never: trivially destructible
 //   reporterPool                  load (library_frame.cpp)      the pointer drops its share;
-//   initRetryThreadPool           load (library_frame.cpp)        the pool object stays
+//   initRetryThreadPool           load (library_frame.cpp)        the pool object stays; the
+//                                                                 reporter's records that
+//                                                                 never ran drop their engines
 //   trueText, falseText           load (library_frame.cpp)      never destroyed
 //   the file write locks          first WriteFile               never destroyed
 //   Log                           first Log::GetInstance        formatter replaced; object stays
@@ -45,6 +47,11 @@ extern std::recursive_mutex optionMutex;
 // The reporter's serial pool: one thread at most, an unbounded queue. Used only by Reporter,
 // whose unload work runs before this pointer is destroyed.
 extern const std::shared_ptr<ThreadPool> reporterPool;
+
+// Defined by Reporter; called when the reporter pool has stopped, with no delivery running.
+// Lets go of what the records that the pool dropped unrun still hold: their engines, whose
+// destructors may have output of their own to write.
+void ReleaseUndeliveredReports();
 
 // The words that StringUtils::CheckBool and StringUtils::StrTollBool accept.
 extern const std::string& trueText;
