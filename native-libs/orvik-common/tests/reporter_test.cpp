@@ -141,13 +141,8 @@ TEST(ReporterTest, RefusedThreadsNeitherThrowNorLoseRecords) {
     EXPECT_EQ(engine->tags, "a b");
 }
 
-// Says when it goes.
-struct EngineThatSaysGoodbye : ReportEngine {
+struct EngineThatSaysGoodbye : RecordingEngine {
     ~EngineThatSaysGoodbye() override { std::fputs("engine destroyed\n", stderr); }
-    void Report(Fields, std::string) override {}
-    bool Init(std::string, bool, std::string, std::string, std::string, std::string) override {
-        return true;
-    }
 };
 
 TEST(ReporterTest, RecordsDroppedAtExitLetTheirEngineGo) {
@@ -156,8 +151,8 @@ TEST(ReporterTest, RecordsDroppedAtExitLetTheirEngineGo) {
         {
             SetReportEngine(std::make_shared<EngineThatSaysGoodbye>());
             Enable(true, "goodbye");
-            // With no thread to deliver them, the records are still queued when the exit
-            // shuts the pool down.
+            // With no thread to deliver it, the record is still queued when the exit shuts the
+            // pool down.
             if (platform::RefuseNewThreadsForTesting(true)) {
                 Reporter::GetInstance().Report({}, "dropped");
             }
