@@ -14,9 +14,7 @@
 //   object                        built                         torn down at unload
 //   fileWriteMutex, optionMutex   load (library_frame.cpp)      never: trivially destructible
 //   reporterPool                  load (library_frame.cpp)      the pointer drops its share;
-//   initRetryThreadPool           load (library_frame.cpp)        the pool object stays; the
-//                                                                 reporter's records that
-//                                                                 never ran drop their engines
+//   initRetryThreadPool           load (library_frame.cpp)        the pool object stays
 //   trueText, falseText           load (library_frame.cpp)      never destroyed
 //   the file write locks          first WriteFile               never destroyed
 //   Log                           first Log::GetInstance        formatter replaced; object stays
